@@ -1,0 +1,12 @@
+set(CMAKE_C_COMPILER   ${CV_TRIPLET}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${CV_TRIPLET}-g++-posix)
+set(CMAKE_RC_COMPILER  ${CV_TRIPLET}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${CV_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Static runtime everywhere: a test that needs the mingw runtime DLLs exits under Wine without a word.
+set(CMAKE_EXE_LINKER_FLAGS_INIT    "-static -static-libgcc -static-libstdc++")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Runs a Windows executable under Wine for CTest (CMAKE_CROSSCOMPILING_EMULATOR).
+# - Creates $WINEPREFIX on first use, under a lock, so parallel tests share one prefix.
+# - Keeps one wineserver alive between tests and starts Wine's service processes with their output on
+#   /dev/null; otherwise they inherit CTest's pipe and every test waits for them to go away.
+# - Refuses 32-bit executables: this Wine has no 32-bit support and would exit 0 without running them.
+set -u
+: "${WINEPREFIX:?WINEPREFIX must be set}"
+export WINEPREFIX WINEARCH=win64
+export WINEDEBUG=${WINEDEBUG:--all}
+WINE=${WINE:-$(command -v wine64 || echo /usr/lib/wine/wine64)}
+[ -x "$WINE" ] || WINE=/usr/lib/wine/wine64
+WINESERVER=${WINESERVER:-$(command -v wineserver || echo /usr/lib/wine/wineserver)}
+[ -x "$WINESERVER" ] || WINESERVER=/usr/lib/wine/wineserver
+
+pe_machine() {  # prints the COFF machine word of a PE file, or nothing
+  local f=$1 off
+  [ "$(od -An -tx1 -j0 -N2 "$f" 2>/dev/null | tr -d ' ')" = 4d5a ] || return 0
+  off=$(od -An -tu4 -j60 -N4 "$f" | tr -d ' ')
+  od -An -tx2 -j$((off + 4)) -N2 "$f" | tr -d ' '
+}
+if [ -f "${1:-}" ] && [ "$(pe_machine "$1")" = 014c ]; then
+  echo "wine-run: $1 is a 32-bit executable, which this Wine cannot run" >&2
+  exit 125
+fi
+
+# Wine's temporary files and Mesa's cache stay beside the prefix, not in the user's home.
+export TMPDIR=${TMPDIR:-$(dirname "$WINEPREFIX")/tmp}
+export XDG_CACHE_HOME=${XDG_CACHE_HOME:-$(dirname "$WINEPREFIX")/cache}
+mkdir -p "$TMPDIR" "$XDG_CACHE_HOME" "$(dirname "$WINEPREFIX")"
+
+exec 9>"$WINEPREFIX.lock"
+flock 9
+if [ ! -f "$WINEPREFIX/.prefix-ready" ]; then
+  # No Mono/Gecko installer dialogs and no menu entries written into the home folder.
+  WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d" "$WINE" wineboot --init </dev/null >/dev/null 2>&1 \
+    || { echo "wine-run: creating the Wine prefix failed" >&2; exit 1; }
+  "$WINESERVER" -w
+  touch "$WINEPREFIX/.prefix-ready"
+fi
+# Exit status 0: a new server was started here, so the service processes are started detached from us.
+if "$WINESERVER" -p"${WINE_PERSIST_SECONDS:-30}" </dev/null >/dev/null 2>&1; then
+  "$WINE" wineboot </dev/null >/dev/null 2>&1
+fi
+flock -u 9
+exec 9>&-
+exec "$WINE" "$@"

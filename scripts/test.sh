@@ -10,6 +10,8 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 
 bash scripts/install-deps.sh test || { echo "test: installing packages failed" >&2; exit 1; }
+# Compiler cache hits across clones at other paths (CI builds a fresh clone each time).
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 
 passed=0
 failed=0

@@ -13,9 +13,6 @@ bool UseSimd();
 void Float32ToInt16Plain(const float* src, int16_t* dst, int32_t count, int32_t rounding, int32_t scale);
 void Int16ToFloatPlanesPlain(const int16_t* src, float* const dstPlanes[], int32_t channels, int32_t firstFrame,
                              int32_t endFrame);
-// Dot product of `taps` (a multiple of 4) samples with as many coefficients, in four interleaved partial
-// sums joined as (s0 + s2) + (s1 + s3): the order that a four-lane register gives.
-float DotPlain(const float* x, const float* c, int32_t taps);
 
 #if defined(__SSE2__)
 #define CV_PRIM_HAVE_SSE2 1
@@ -23,7 +20,6 @@ float DotPlain(const float* x, const float* c, int32_t taps);
 // rest with the plain kernel.
 int32_t Float32ToInt16NearestSse2(const float* src, int16_t* dst, int32_t count, int32_t scale);
 int32_t Int16ToFloatPlanesSse2(const int16_t* src, float* const dstPlanes[], int32_t channels, int32_t frames);
-float DotSse2(const float* x, const float* c, int32_t taps);
 #endif
 
 }  // namespace cvprim

@@ -95,31 +95,4 @@ TEST(KernelsMatch, Int16ToFloatPlanesAtEveryLengthAndChannelCount) {
   }
 }
 
-TEST(KernelsMatch, Resample32UpAndDownWithTheInputEndingAtAGuardPage) {
-  for (auto [in, out] : {std::pair{44100, 48000}, std::pair{48000, 44100}, std::pair{8000, 48000}}) {
-    ResamplerState* s = nullptr;
-    ASSERT_EQ(ResamplerInit32(&s, in, out, 64, 0.95f, 9.0f, 2), kPrimOk);
-    for (int32_t length : {1, 3, 7, 147, 441, 1001}) {
-      // The last sample read is at t + length + H - 1 with t = H: exactly the end of the block.
-      cvplat::GuardedArray<float> src(size_t(length + 64));
-      for (size_t i = 0; i < src.size(); ++i) src[i] = float(int32_t(Next())) / 2147483648.0f;
-      std::vector<float> results[2];
-      double endTime[2] = {0, 0};
-      BothPaths([&](int path) {
-        std::vector<float> dst(size_t(length) * 6 + 8);
-        double time = 32.0;
-        int32_t count = 0;
-        ASSERT_EQ(Resample32(s, src.data(), length, dst.data(), 0.98f, &time, &count), kPrimOk);
-        results[path].assign(dst.begin(), dst.begin() + count);
-        endTime[path] = time;
-      });
-      ASSERT_EQ(results[0].size(), results[1].size());
-      ASSERT_EQ(std::memcmp(results[0].data(), results[1].data(), results[0].size() * sizeof(float)), 0)
-          << in << "->" << out << " length " << length;
-      EXPECT_EQ(endTime[0], endTime[1]);
-    }
-    ResamplerFree32(s);
-  }
-}
-
 }  // namespace

@@ -80,14 +80,6 @@ int32_t Int16ToFloatPlanesSse2(const int16_t* src, float* const dstPlanes[], int
   return f;
 }
 
-float DotSse2(const float* x, const float* c, int32_t taps) {
-  __m128 acc = _mm_setzero_ps();
-  for (int32_t j = 0; j < taps; j += 4) acc = _mm_add_ps(acc, _mm_mul_ps(_mm_loadu_ps(x + j), _mm_loadu_ps(c + j)));
-  // (s0 + s2) + (s1 + s3), as the plain kernel joins its lanes.
-  const __m128 pairs = _mm_add_ps(acc, _mm_movehl_ps(acc, acc));
-  return _mm_cvtss_f32(_mm_add_ss(pairs, _mm_shuffle_ps(pairs, pairs, _MM_SHUFFLE(1, 1, 1, 1))));
-}
-
 }  // namespace cvprim
 
 #endif

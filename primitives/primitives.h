@@ -5,8 +5,9 @@
 // ResamplerInit16/32 allocate. An entry that fails has written nothing; null pointers are tested before
 // sizes.
 //
-// The plain scalar code of every entry is the contract. Where an SSE2 variant exists it gives the same
-// bits; PrimitivesForceScalar switches it off for the whole process.
+// The plain scalar code of every entry is the contract. Where an SSE2 variant exists (Float32ToInt16
+// with rounding to nearest, Int16ToFloatPlanes for one or two channels) it gives the same bits;
+// PrimitivesForceScalar switches it off for the whole process.
 #pragma once
 
 #include <stdint.h>
@@ -44,7 +45,7 @@ int32_t Mirror32s(void* buf, int32_t step, int32_t width, int32_t height, int32_
 
 int32_t Copy8u(const uint8_t* src, uint8_t* dst, int32_t count);
 
-// y = saturate(round(x * 2^-scale)); NaN gives 0.
+// y = saturate(round(x * 2^-scale)); NaN gives 0. An unknown rounding gives kPrimOutOfRange.
 int32_t Float32ToInt16(const float* src, int16_t* dst, int32_t count, int32_t rounding, int32_t scale);
 // y = x * 2^-scale, scale clamped to -112..126.
 int32_t Int16ToFloat32(const int16_t* src, float* dst, int32_t count, int32_t scale);
@@ -79,7 +80,8 @@ int32_t ResamplerInit32(ResamplerState** state, int32_t inRate, int32_t outRate,
 // Writes every output sample whose position falls into the `length` input samples from `*time` on and
 // moves `*time` past them, so that the next call goes on where this one ended. Positions count from
 // `src`; the filter reads half its window before and after each position, so the caller keeps that
-// much history around the block. `norm` scales the output.
+// much history around the block. `norm` scales the output. A negative or non-finite `*time` gives
+// kPrimOutOfRange.
 int32_t Resample16(const ResamplerState* state, const int16_t* src, int32_t length, int16_t* dst, float norm,
                    double* time, int32_t* outCount);
 int32_t Resample32(const ResamplerState* state, const float* src, int32_t length, float* dst, float norm,

@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "primitives/kernels.h"
 #include "primitives/primitives.h"
 #include "primitives/resampler_state.h"
 
 namespace {
 
-using DotFn = float (*)(const float*, const float*, int32_t);
-
+// Four interleaved partial sums joined as (s0 + s2) + (s1 + s3): the order of a four-lane register, so
+// that the compiler may vectorise the loop without changing a bit. (A hand-written SSE2 version of it
+// measured no faster than what the compiler makes of this.)
 template <typename Sample>
 float DotLanes(const Sample* x, const float* c, int32_t taps) {
   float s0 = 0.0f, s1 = 0.0f, s2 = 0.0f, s3 = 0.0f;
@@ -35,7 +35,7 @@ inline void Store(float y, int16_t* dst) {
 
 template <typename Sample>
 int32_t Run(const ResamplerState* state, const Sample* src, int32_t length, Sample* dst, float norm, double* time,
-            int32_t* outCount, DotFn dot) {
+            int32_t* outCount) {
   if (!state || !src || !dst || !time || !outCount) return kPrimNullPointer;
   if (length < 1) return kPrimSizeTooSmall;
   // A position before the first input sample or past the reach of 64-bit counting has no meaning.
@@ -61,12 +61,7 @@ int32_t Run(const ResamplerState* state, const Sample* src, int32_t length, Samp
     const int64_t p = n % l;
     const Sample* x = src + pos;
     const float* row = state->phases[p];
-    float sum;
-    if constexpr (sizeof(Sample) == sizeof(float)) {
-      sum = dot(reinterpret_cast<const float*>(x), row, taps);
-    } else {
-      sum = DotLanes(x, row, taps);
-    }
+    float sum = DotLanes(x, row, taps);
     if (p == 0) sum += float(x[taps]) * row[taps];
     Store(sum * total, dst + count);
     ++count;
@@ -77,27 +72,14 @@ int32_t Run(const ResamplerState* state, const Sample* src, int32_t length, Samp
   return kPrimOk;
 }
 
-DotFn PickDot() {
-#if defined(CV_PRIM_HAVE_SSE2)
-  if (cvprim::UseSimd()) return cvprim::DotSse2;
-#endif
-  return cvprim::DotPlain;
-}
-
 }  // namespace
-
-namespace cvprim {
-
-float DotPlain(const float* x, const float* c, int32_t taps) { return DotLanes(x, c, taps); }
-
-}  // namespace cvprim
 
 extern "C" int32_t Resample16(const ResamplerState* state, const int16_t* src, int32_t length, int16_t* dst,
                               float norm, double* time, int32_t* outCount) {
-  return Run(state, src, length, dst, norm, time, outCount, nullptr);
+  return Run(state, src, length, dst, norm, time, outCount);
 }
 
 extern "C" int32_t Resample32(const ResamplerState* state, const float* src, int32_t length, float* dst, float norm,
                               double* time, int32_t* outCount) {
-  return Run(state, src, length, dst, norm, time, outCount, PickDot());
+  return Run(state, src, length, dst, norm, time, outCount);
 }

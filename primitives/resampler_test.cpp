@@ -5,6 +5,7 @@
 #include <numeric>
 #include <vector>
 
+#include "platform/guarded_memory.h"
 #include "primitives/primitives.h"
 #include "primitives/resampler_state.h"
 
@@ -194,6 +195,35 @@ TEST(Resample, TwoCallsWithTheCarriedTimeGiveTheSamplesOfOneCall) {
       EXPECT_NEAR(t2, t1, 1e-9);
       for (int32_t k = 0; k < n1; ++k) ASSERT_EQ(parts[k], whole[k]) << k;
     }
+  }
+}
+
+// The last sample read is at t + length + H - 1: with t = H a block of length + 2H ends exactly there,
+// right before a guard page.
+TEST(Resample, ReadsNothingPastTheLookaheadOfTheBlock) {
+  for (auto [in, out] : {std::pair{44100, 48000}, std::pair{48000, 44100}, std::pair{8000, 48000}, std::pair{3, 1}}) {
+    Resampler r(in, out);
+    ResamplerState* s16 = nullptr;
+    ASSERT_EQ(ResamplerInit16(&s16, in, out, 64, kRollOff, kAlpha, kHint), kPrimOk);
+    for (int32_t length : {1, 3, 7, 147, 441, 1001}) {
+      cvplat::GuardedArray<float> src{size_t(length + 64)};
+      cvplat::GuardedArray<int16_t> src16{size_t(length + 64)};
+      ASSERT_TRUE(src.data() && src16.data());
+      for (size_t i = 0; i < src.size(); ++i) {
+        src[i] = 0.25f;
+        src16[i] = 8000;
+      }
+      std::vector<float> dst(size_t(length) * 6 + 8);
+      std::vector<int16_t> dst16(dst.size());
+      double time = 32.0, time16 = 32.0;
+      int32_t count = 0, count16 = 0;
+      ASSERT_EQ(Resample32(r.s, src.data(), length, dst.data(), kNorm, &time, &count), kPrimOk);
+      ASSERT_EQ(Resample16(s16, src16.data(), length, dst16.data(), kNorm, &time16, &count16), kPrimOk);
+      EXPECT_EQ(count, count16);
+      EXPECT_EQ(count, int32_t(std::ceil(double(length) * r.s->outStep / r.s->inStep))) << in << "->" << out;
+      EXPECT_EQ(time, time16);
+    }
+    ResamplerFree16(s16);
   }
 }
 

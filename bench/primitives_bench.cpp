@@ -1,4 +1,4 @@
-// Throughput of the sample and pixel entries, each on the plain path and on the SSE2 kernels, and the
+// Throughput of the sample and pixel entries (on the plain path and on the SSE2 kernel where one exists), the
 // 44100 -> 48000 rate change beside two peer resamplers. Before the timings it prints the SNR of every
 // resampler on the same 1 kHz sine, so that speed and quality are read together.
 #include <benchmark/benchmark.h>
@@ -195,8 +195,8 @@ void FinishResampleRun(benchmark::State& state, const char* name) {
   state.counters["snr_db"] = SnrNamed(name);
 }
 
+// No SSE2 kernel here: the plain four-lane dot product is what the compiler vectorises.
 void BM_Resample32(benchmark::State& state) {
-  PathScope path(state);
   const std::vector<float> tone = ToneAtInputRate(kSeconds);
   ResamplerState* s = MakeOwn();
   OwnChannel left(s), right(s);
@@ -214,7 +214,7 @@ void BM_Resample32(benchmark::State& state) {
   ResamplerFree32(s);
   FinishResampleRun(state, "own");
 }
-BENCHMARK(BM_Resample32)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Resample32)->Unit(benchmark::kMicrosecond);
 
 std::vector<float> Interleave(const std::vector<float>& mono) {
   std::vector<float> stereo(mono.size() * 2);

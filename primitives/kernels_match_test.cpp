@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "platform/guarded_memory.h"
@@ -77,10 +78,10 @@ TEST(KernelsMatch, Int16ToFloatPlanesAtEveryLengthAndChannelCount) {
     for (int32_t n : kLengths) {
       cvplat::GuardedArray<int16_t> src(size_t(n) * channels);
       for (size_t i = 0; i < src.size(); ++i) src[i] = i % 5 == 0 ? int16_t(i % 2 ? -32768 : 32767) : int16_t(Next());
-      std::vector<cvplat::GuardedArray<float>*> planes;
+      std::vector<std::unique_ptr<cvplat::GuardedArray<float>>> planes;
       std::vector<float*> ptrs;
       for (int32_t c = 0; c < channels; ++c) {
-        planes.push_back(new cvplat::GuardedArray<float>(size_t(n)));
+        planes.push_back(std::make_unique<cvplat::GuardedArray<float>>(size_t(n)));
         ptrs.push_back(planes.back()->data());
       }
       std::vector<float> results[2];
@@ -90,7 +91,6 @@ TEST(KernelsMatch, Int16ToFloatPlanesAtEveryLengthAndChannelCount) {
       });
       ASSERT_EQ(std::memcmp(results[0].data(), results[1].data(), results[0].size() * sizeof(float)), 0)
           << "channels=" << channels << " n=" << n;
-      for (auto* p : planes) delete p;
     }
   }
 }

@@ -9,7 +9,8 @@ test_pkgs=("${run_pkgs[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine
   xvfb x11-utils x11-xserver-utils
-  clang libclang-rt-14-dev)
+  clang libclang-rt-14-dev
+  libsoxr-dev libspeexdsp-dev)
 
 case "$job" in
   run) wanted=("${run_pkgs[@]}") ;;

@@ -27,7 +27,7 @@ bool UserSettingsFolder(std::string* folder);
 HRESULT SettingsKeyLocation(const wchar_t* keyPath, std::string* subfolder, std::string* fileName);
 
 // Largest file that a key accepts: a bigger one is not a settings file, and its key cannot be opened.
-inline constexpr size_t kMaxSettingsFileBytes = 4u << 20;
+inline constexpr size_t kMaxSettingsFileBytes = 1u << 20;
 
 // For tests: called while a key's file is replaced, after part of the new file was written and after
 // all of it was written and flushed, before the rename. Returning false fails the write there, as a full

@@ -275,8 +275,10 @@ TEST_F(SettingsFile, DamagedFilesGiveTheirGoodLinesAndNeverBlock) {
 
 // Writers in two processes take turns: no write is lost to another one's older copy of the file.
 TEST_F(SettingsFile, WritersInTwoProcessesLoseNoValue) {
-  constexpr int kValues = 25;
+  constexpr int kValues = 40;
   ASSERT_NE(Open(SettingsAccess::kReadWrite), nullptr);
+  int start[2];
+  ASSERT_EQ(pipe(start), 0);
   pid_t children[2];
   for (int c = 0; c < 2; ++c) {
     children[c] = fork();
@@ -284,6 +286,9 @@ TEST_F(SettingsFile, WritersInTwoProcessesLoseNoValue) {
     if (children[c] == 0) {
       std::unique_ptr<ISettingsKey> key;
       if (store_->OpenKey(kKey, SettingsAccess::kReadWrite, &key) != S_OK) _exit(2);
+      close(start[1]);
+      char go;
+      if (read(start[0], &go, 1) != 0) _exit(4);  // both start when the pipe closes
       for (int i = 0; i < kValues; ++i)
         if (key->SetDword((L"w" + std::to_wstring(c) + L"." + std::to_wstring(i)).c_str(), i) != S_OK ||
             key->Commit() != S_OK)
@@ -291,6 +296,8 @@ TEST_F(SettingsFile, WritersInTwoProcessesLoseNoValue) {
       _exit(0);
     }
   }
+  close(start[0]);
+  close(start[1]);
   for (pid_t child : children) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -298,7 +305,7 @@ TEST_F(SettingsFile, WritersInTwoProcessesLoseNoValue) {
   }
   EnumeratedValues all = EnumerateAll(*Open(SettingsAccess::kRead));
   EXPECT_EQ(all.values.size(), 2u * kValues);
-  EXPECT_EQ(all.values[L"w1.24"].dword, 24u);
+  EXPECT_EQ(all.values[L"w1.39"].dword, 39u);
 }
 
 // Restores an environment variable when the test ends.

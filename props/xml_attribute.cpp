@@ -74,10 +74,8 @@ void XMLAttribute::SetColor(uint32_t argb) {
 }
 
 void XMLAttribute::MakeTextCurrent() {
-  if (textValid_ || kind_ == eXMLKindText) {
-    textValid_ = true;
-    return;
-  }
+  // No write when the text is current: a node's name attribute is read by many threads without a lock.
+  if (textValid_) return;
   std::wstring rendered;
   switch (kind_) {
     case eXMLKindBool: rendered = FormatBool(value_.b); break;

@@ -86,7 +86,7 @@ TEST(NodeStress, NodesKeptByCallersOutliveTheirTree) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&, t] {
-      for (int i = 0; i < 300; ++i) {
+      for (int i = 0; i < 150; ++i) {
         XMLNodePtr root = CoXMLNode::Create(L"root");
         XMLNodePtr leaf = root->FindChild(L"a::b::c", true);
         kept[t] = leaf;

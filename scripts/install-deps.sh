@@ -6,7 +6,7 @@ job=${1:?usage: install-deps.sh run|test}
 
 run_pkgs=(cmake ninja-build g++ ccache pkg-config)
 test_pkgs=("${run_pkgs[@]}"
-  googletest libgtest-dev libgmock-dev libbenchmark-dev
+  googletest libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine
   xvfb x11-utils x11-xserver-utils
   clang libclang-rt-14-dev

@@ -1,4 +1,4 @@
-// Media formats and time: records, reference counting, clocks, waits, threads and locks.
+// Media formats and time: records, reference counting, clocks, waits, threads, locks and frame pacing.
 #pragma once
 
 #include "media/audio_format.h"
@@ -11,6 +11,7 @@
 #include "media/format_table.h"
 #include "media/format_text.h"
 #include "media/locked_ptr.h"
+#include "media/rate_timer.h"
 #include "media/rw_lock.h"
 #include "media/time_math.h"
 #include "media/timecode.h"

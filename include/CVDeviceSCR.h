@@ -1,0 +1,132 @@
+// The public interface of the screen-capture component: what a host includes, and nothing else.
+// Interfaces are reference counted; an interface pointer handed out through an out argument holds one
+// reference for the caller. Every operation returns a status (S_OK, S_FALSE, or a failure).
+#pragma once
+
+#include <cstdint>
+
+#include "media/av_props.h"
+#include "platform/com_types.h"
+
+// ---------------------------------------------------------------------------------------------------
+// Frames and their factory.
+// ---------------------------------------------------------------------------------------------------
+
+inline constexpr IID IID_ICVFrame = {0xe41bd341, 0x70e7, 0x4c04, {0x87, 0x66, 0x5c, 0xfa, 0xe7, 0xbd, 0xb4, 0xa3}};
+inline constexpr IID IID_ICVFrame_I = {0xda05f679, 0x778d, 0x42dc, {0x99, 0xbf, 0x29, 0x0f, 0xd3, 0xe1, 0xe4, 0x41}};
+inline constexpr IID IID_ICVNamedValues = {
+    0xcabb154b, 0x5913, 0x427c, {0xb0, 0x85, 0x94, 0xf1, 0xcc, 0x80, 0xac, 0xcf}};
+inline constexpr IID IID_ICVFactory = {0x91dcdca1, 0xa3ed, 0x49e3, {0xbd, 0x76, 0x5e, 0x71, 0x26, 0xe7, 0x9d, 0xf7}};
+
+// Mode words of FrameClone and FrameDuplicate.
+inline constexpr uint32_t kFrameCloneOwned = 0x312;     // a frame that the caller owns alone
+inline constexpr uint32_t kFrameDuplicateRepeat = 2;    // the same content again, e.g. a repeated frame
+inline constexpr uint32_t kFrameDuplicateWork = 0x311;  // the same content, to be worked on
+
+// Mode of AudioChannelGet: the samples will be written; AudioCommit ends the write.
+inline constexpr int32_t kAudioChannelRead = 0;
+inline constexpr int32_t kAudioChannelWrite = 1;
+
+// Where Overlay puts its source, in pixels of the target frame.
+struct TOverlayRect {
+  double x;
+  double y;
+  double width;
+  double height;
+};
+
+// Where TextDraw places its line: fractions of the picture when `relative` is 1.
+struct TTextPlacement {
+  double x;
+  double y;
+  double width;
+  double height;
+  int32_t relative;
+};
+
+// The host's view of a frame. Pictures of the RGB colours with a positive height lie bottom-up in
+// memory, with a negative height top-down; all other colours lie top-down.
+struct ICVFrame : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE FormatGet(TAvProps* props) = 0;
+  virtual HRESULT STDMETHODCALLTYPE TimeGet(TFrameTime* time) = 0;
+  // The picture: its size in bytes and its first byte (null and 0 without a picture; then S_FALSE).
+  virtual HRESULT STDMETHODCALLTYPE BytesGet(int64_t* size, uint8_t** bytes) = 0;
+  // A number carried with the frame, such as "AFPT" or "WAIT"; 0x80070490 when the frame has none.
+  virtual HRESULT STDMETHODCALLTYPE LabelGet(const wchar_t* name, int64_t* value) = 0;
+
+ protected:
+  ~ICVFrame() = default;
+};
+
+// The frame as the component works on it.
+struct ICVFrame_I : IUnknown {
+  // `audioBytes` (may be null) gets the bytes of each audio channel.
+  virtual HRESULT STDMETHODCALLTYPE FormatGet(TAvProps* props, int32_t* audioBytes) = 0;
+  // Replaces the format. The picture buffer is kept while it is large enough, so pixels written after
+  // FrameAlloc survive; the audio samples go when the sound format changes.
+  virtual HRESULT STDMETHODCALLTYPE FormatSet(const TAvProps* props, const wchar_t* hints) = 0;
+  virtual HRESULT STDMETHODCALLTYPE TimeGet(TFrameTime* time) = 0;
+  virtual HRESULT STDMETHODCALLTYPE TimeSet(const TFrameTime* time) = 0;
+  // The samples of one channel (planar), writable with kAudioChannelWrite until AudioCommit.
+  virtual HRESULT STDMETHODCALLTYPE AudioChannelGet(int32_t channel, int32_t mode, int32_t* bytes,
+                                                    uint8_t** samples) = 0;
+  virtual HRESULT STDMETHODCALLTYPE AudioCommit() = 0;
+  // Gives the frame `bytes` of silence per channel in the format `props`; a null or all-zero record with
+  // 0 bytes removes the audio.
+  virtual HRESULT STDMETHODCALLTYPE AudioSet(const TAudioProps* props, int32_t bytes, int32_t reserved1,
+                                             int32_t reserved2) = 0;
+  // The picture, writable; `plane` is 0 (planar colours keep their chroma below the luma lines).
+  virtual HRESULT STDMETHODCALLTYPE PixelsGet(int32_t plane, uint8_t** pixels) = 0;
+  virtual HRESULT STDMETHODCALLTYPE FrameDuplicate(ICVFrame_I** frame, uint32_t mode, int32_t reserved) = 0;
+  virtual HRESULT STDMETHODCALLTYPE MarkupFill(int32_t reserved1, int32_t reserved2, int32_t x, int32_t y,
+                                               double opacity, const wchar_t* markup, int32_t reserved3) = 0;
+  // The frame in another colour format and size; the time and labels go over to the new frame.
+  virtual HRESULT STDMETHODCALLTYPE FrameConvert(uint32_t colourFormat, int32_t width, int32_t height,
+                                                 int32_t reserved, ICVFrame_I** frame, uint32_t flags,
+                                                 const wchar_t* hints) = 0;
+  virtual HRESULT STDMETHODCALLTYPE LabelSet(const wchar_t* name, int32_t reserved, int64_t value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE TextDraw(const wchar_t* text, double size, const TTextPlacement* placement,
+                                             int32_t alignment, const wchar_t* style) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Overlay(ICVFrame_I* source, int32_t reserved1, const TOverlayRect* rect,
+                                            int32_t flags, double opacity, int32_t reserved2,
+                                            int32_t reserved3) = 0;
+
+ protected:
+  ~ICVFrame_I() = default;
+};
+
+// Integers by name that travel with a frame apart from its labels: "dup" is 1 on a repeated frame.
+struct ICVNamedValues : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE ValueSet(const wchar_t* name, int64_t value) = 0;
+  // 0x80070490 when there is no value of that name.
+  virtual HRESULT STDMETHODCALLTYPE ValueGet(const wchar_t* name, int64_t* value) = 0;
+  // S_FALSE when there was none.
+  virtual HRESULT STDMETHODCALLTYPE ValueRemove(const wchar_t* name) = 0;
+
+ protected:
+  ~ICVNamedValues() = default;
+};
+
+// Makes frames. One per process, made on first use and kept until the process ends.
+struct ICVFactory : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE FrameClone(ICVFrame_I* source, ICVFrame_I** frame, uint32_t mode,
+                                               int32_t reserved) = 0;
+  // A frame of the format `props` with a copy of the picture at `pixels` (0: a black picture), whose
+  // lines are `props->rowBytes` apart when that is above the least a line needs.
+  virtual HRESULT STDMETHODCALLTYPE FrameCreate(const TVideoProps* props, uint64_t pixels, int32_t reserved1,
+                                                int32_t reserved2, int32_t reserved3, ICVFrame_I** frame,
+                                                const wchar_t* hints) = 0;
+  // A frame with the 32-bit picture of a bitmap of the platform's graphics interface.
+  virtual HRESULT STDMETHODCALLTYPE FrameFromBitmap(uint64_t bitmap, ICVFrame_I** frame, int32_t reserved) = 0;
+  // A frame without a format whose picture buffer holds `bytes` bytes, all zero.
+  virtual HRESULT STDMETHODCALLTYPE FrameAlloc(int64_t bytes, ICVFrame_I** frame) = 0;
+  virtual HRESULT STDMETHODCALLTYPE FrameDuplicate(ICVFrame_I* source, ICVFrame_I** frame, uint32_t mode) = 0;
+
+ protected:
+  ~ICVFactory() = default;
+};
+
+// ---------------------------------------------------------------------------------------------------
+// The capture device: ICVDevice, ICVSource_I, ICVFormat, ICVProps, ICVExternal and their identifiers
+// follow here.
+// ---------------------------------------------------------------------------------------------------

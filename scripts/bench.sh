@@ -1,14 +1,23 @@
 #!/usr/bin/env bash
-# Builds and runs the benchmarks on Linux and, where a win64 build exists, under Wine.
-# usage: bench.sh [ROUNDS]
+# Builds and runs the benchmarks: all of them on Linux, the timing programs also under Wine.
+# Figures are for reading, never for asserting; medians of 5 repetitions where Google Benchmark runs.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 bash scripts/install-deps.sh test
+timing=(bench_timed_wait bench_rate_timer)
+gbench=(bench_formats bench_primitives bench_props)
+
 cmake --preset linux >/dev/null
-cmake --build --preset linux --target bench_timed_wait
-./build/linux/bench/bench_timed_wait "$@"
+cmake --build --preset linux --target "${timing[@]}" "${gbench[@]}"
+for b in "${timing[@]}"; do ./build/linux/bench/"$b"; done
+for b in "${gbench[@]}"; do
+  ./build/linux/bench/"$b" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+done
+
 cmake --preset win64 >/dev/null
-cmake --build --preset win64 --target bench_timed_wait
-WINEPREFIX="$root/build/win64/wineprefix" bash scripts/with-xvfb.sh \
-  bash scripts/wine-run.sh ./build/win64/bench/bench_timed_wait.exe "$@"
+cmake --build --preset win64 --target "${timing[@]}"
+for b in "${timing[@]}"; do
+  WINEPREFIX="$root/build/win64/wineprefix" bash scripts/with-xvfb.sh \
+    bash scripts/wine-run.sh ./build/win64/bench/"$b".exe
+done

@@ -2,7 +2,15 @@
 # CMAKE_CROSSCOMPILING_EMULATOR; the win32 build compiles them but registers nothing, so it can never
 # report a pass for code it did not run.
 
-if(CV_BUILD_TESTS)
+if(NOT CV_BUILD_TESTS)
+  # Every folder registers its tests; without tests those calls stay valid and do nothing.
+  function(cv_add_gtest)
+  endfunction()
+  function(cv_add_script_test)
+  endfunction()
+  return()
+endif()
+
 enable_testing()
 include(GoogleTest)
 
@@ -25,16 +33,12 @@ if(CMAKE_CROSSCOMPILING AND NOT CV_WIN32_ONLY_BUILD)
   set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/env "WINEPREFIX=${CV_WINEPREFIX}"
       ${CMAKE_SOURCE_DIR}/scripts/wine-run.sh)
 endif()
-endif()
 
 # cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds])
 # One label per executable (discovered tests cannot carry a list). The linux-tsan preset runs the
 # executables labelled "concurrency": put tests of threads and locks into one of those.
 function(cv_add_gtest name)
   cmake_parse_arguments(ARG "" "TIMEOUT;LABEL" "SOURCES;LIBS" ${ARGN})
-  if(NOT CV_BUILD_TESTS)
-    return()
-  endif()
   add_executable(${name} ${ARG_SOURCES})
   cv_target_defaults(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest_main)
@@ -52,7 +56,7 @@ endfunction()
 # cv_add_script_test(NAME COMMAND cmd... [LABELS label...]): a host-side check, not run under Wine.
 function(cv_add_script_test name)
   cmake_parse_arguments(ARG "" "" "COMMAND;LABELS" ${ARGN})
-  if(CV_WIN32_ONLY_BUILD OR NOT CV_BUILD_TESTS)
+  if(CV_WIN32_ONLY_BUILD)
     return()
   endif()
   add_test(NAME ${name} COMMAND ${ARG_COMMAND})

@@ -1,12 +1,20 @@
 // Media formats and time: records, reference counting, clocks, waits, threads and locks.
 #pragma once
 
+#include "media/audio_format.h"
 #include "media/auto_obj.h"
 #include "media/av_props.h"
 #include "media/blob_holder.h"
 #include "media/clock.h"
+#include "media/colour_formats.h"
+#include "media/duration_snap.h"
+#include "media/format_table.h"
+#include "media/format_text.h"
 #include "media/locked_ptr.h"
 #include "media/rw_lock.h"
 #include "media/time_math.h"
+#include "media/timecode.h"
 #include "media/timed_wait.h"
+#include "media/video_detect.h"
+#include "media/video_format.h"
 #include "media/worker_thread.h"

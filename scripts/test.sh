@@ -2,6 +2,7 @@
 # The whole test run: installs what is missing, builds every preset and runs every test.
 #   linux, linux-asan      all tests
 #   linux-tsan             the tests labelled "concurrency"
+#   linux-fuzz             every fuzz target for a bounded time (clang, libFuzzer, ASan + UBSan)
 #   win64                  all tests, each under Wine with a private X server
 #   win32                  build only: nothing on this machine can run 32-bit Windows code
 # Ends with one line "N passed, N failed" over all runs; exits non-zero if anything failed.
@@ -50,7 +51,7 @@ jobs=$(nproc)
 
 step "operating-system headers" bash scripts/check-os-headers.sh "$root"
 
-for preset in linux linux-asan linux-tsan win64 win32; do
+for preset in linux linux-asan linux-tsan linux-fuzz win64 win32; do
   step "configure $preset" cmake --preset "$preset" >"$logs/configure-$preset.log" 2>&1 \
     || { cat "$logs/configure-$preset.log"; continue; }
   step "build $preset" cmake --build --preset "$preset" -j"$jobs" || continue

@@ -1,0 +1,66 @@
+#include "platform/settings_table.h"
+
+#include <utility>
+
+namespace cvplat {
+
+std::wstring FoldSettingName(const std::wstring& name) {
+  std::wstring folded(name);
+  for (wchar_t& c : folded)
+    if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
+  return folded;
+}
+
+void SettingsTable::Put(Entry entry) {
+  if (entry.type == EntryType::kLine) {
+    entry.value = SettingValue();
+    entries_.push_back(std::move(entry));
+    return;
+  }
+  std::wstring folded = FoldSettingName(entry.value.name);
+  auto found = by_name_.find(folded);
+  if (found != by_name_.end()) {
+    entries_[found->second] = std::move(entry);
+    return;
+  }
+  by_name_.emplace(std::move(folded), entries_.size());
+  named_.push_back(entries_.size());
+  entries_.push_back(std::move(entry));
+}
+
+HRESULT SettingsTable::Set(const SettingValue& value) {
+  if (value.name.size() > kSettingMaxNameChars) return E_INVALIDARG;
+  switch (value.kind) {
+    case SettingKind::kDword:
+    case SettingKind::kQword:
+    case SettingKind::kString:
+    case SettingKind::kExpandString:
+      break;
+    default:
+      return E_INVALIDARG;
+  }
+  Entry entry;
+  entry.type = EntryType::kValue;
+  entry.value = value;
+  auto found = by_name_.find(FoldSettingName(value.name));
+  if (found != by_name_.end()) entry.value.name = entries_[found->second].value.name;
+  Put(std::move(entry));
+  return S_OK;
+}
+
+HRESULT SettingsTable::Enum(uint32_t index, SettingValue* value) const {
+  if (!value) return E_POINTER;
+  if (index >= named_.size()) return CV_E_SETTING_NO_MORE;
+  const Entry& entry = entries_[named_[index]];
+  if (entry.value.name.size() >= kSettingNameBufferChars) return CV_E_SETTING_NAME_TOO_LONG;
+  if (entry.type == EntryType::kBadData) {
+    *value = SettingValue();
+    value->name = entry.value.name;
+    return CV_E_SETTING_BAD_DATA;
+  }
+  *value = entry.value;
+  if (entry.type == EntryType::kOther) value->kind = SettingKind::kOther;
+  return S_OK;
+}
+
+}  // namespace cvplat

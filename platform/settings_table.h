@@ -1,0 +1,53 @@
+// The values of one settings key in their order, as the memory store and the file store keep them. A
+// file's lines travel along: an entry read from a file keeps its line, so that the file comes back as it
+// was written but for the values set since, and lines without a value (comments, blank or unreadable
+// lines) stay where they were.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/settings_store.h"
+
+namespace cvplat {
+
+class SettingsTable {
+ public:
+  enum class EntryType {
+    kValue,    // value.kind is kDword, kQword, kString or kExpandString
+    kOther,    // a named value of a kind the logic ignores
+    kBadData,  // a named value whose data cannot be read
+    kLine,     // no value: a comment, a blank or an unreadable line of a file
+  };
+  struct Entry {
+    EntryType type = EntryType::kLine;
+    SettingValue value;  // the name for all but kLine
+    std::string line;    // the line as a file held it, without its end; empty for an entry set since
+  };
+
+  // Adds an entry. A named entry whose name another one already has (without regard to ASCII case)
+  // takes that one's place: the later line of a file wins.
+  void Put(Entry entry);
+  // Sets a value: kind kDword, kQword, kString or kExpandString. A value that is there already keeps its
+  // place and the spelling of its name, as the registry does. E_INVALIDARG for a name longer than
+  // kSettingMaxNameChars or another kind.
+  HRESULT Set(const SettingValue& value);
+
+  // ISettingsKey::EnumValue over the named entries.
+  HRESULT Enum(uint32_t index, SettingValue* value) const;
+
+  const std::vector<Entry>& entries() const { return entries_; }
+  size_t NamedCount() const { return named_.size(); }
+
+ private:
+  std::vector<Entry> entries_;
+  std::vector<size_t> named_;                         // positions in entries_ of the named entries
+  std::unordered_map<std::wstring, size_t> by_name_;  // folded name -> position in entries_
+};
+
+// A name with its ASCII letters in lower case: value names and key paths compare in this form.
+std::wstring FoldSettingName(const std::wstring& name);
+
+}  // namespace cvplat

@@ -174,12 +174,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesMerge(ITAttributes* source, LONG 
   });
 }
 
-// Descriptions of attributes live in the `attributes_info` child and are read by their own module.
-HRESULT STDMETHODCALLTYPE CoXMLNode::InfoCount(LONG*) { return E_NOTIMPL; }
-HRESULT STDMETHODCALLTYPE CoXMLNode::InfoName(LONG, BSTR*) { return E_NOTIMPL; }
-HRESULT STDMETHODCALLTYPE CoXMLNode::InfoField(LPCOLESTR, LONG, BSTR*) { return E_NOTIMPL; }
-HRESULT STDMETHODCALLTYPE CoXMLNode::InfoOptionField(LPCOLESTR, LPCOLESTR, LPCOLESTR, BSTR*) { return E_NOTIMPL; }
-HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeDescription(LPCOLESTR, BSTR*) { return E_NOTIMPL; }
+// InfoCount, InfoName, InfoField, InfoOptionField and AttributeDescription: attribute_info_com.cpp.
 
 // ---- ITNode ----
 

@@ -145,6 +145,10 @@ class CoXMLNode final : public ITNode {
                  int32_t position = -1);
   bool SetColor(std::wstring_view path, uint32_t argb, bool createPath = true, bool keepExisting = false,
                 int32_t position = -1);
+  // Sets the attribute of this node whose name is `name` as it stands ("a::b" is one name), overwriting.
+  bool SetOwnString(std::wstring_view name, std::wstring_view value) {
+    return !name.empty() && StoreParsedAttribute(name, value, 1, false);
+  }
 
   // A missing attribute gives the default and found false.
   std::wstring GetString(std::wstring_view path, std::wstring_view defaultValue = {}, bool* found = nullptr) const;

@@ -268,14 +268,7 @@ TEST_F(NodeCom, ClearXmlAndClone) {
   EXPECT_EQ(clone->NodeParent(parent.Out()), S_FALSE);
 }
 
-TEST_F(NodeCom, DescriptionSlotsAreNotImplementedHere) {
-  LONG n = 0;
-  TBstr s;
-  EXPECT_EQ(itf_->InfoCount(&n), E_NOTIMPL);
-  EXPECT_EQ(itf_->InfoName(0, s.Out()), E_NOTIMPL);
-  EXPECT_EQ(itf_->InfoField(L"x", 2, s.Out()), E_NOTIMPL);
-  EXPECT_EQ(itf_->InfoOptionField(L"x", L"o", L"f", s.Out()), E_NOTIMPL);
-  EXPECT_EQ(itf_->AttributeDescription(L"", s.Out()), E_NOTIMPL);
+TEST_F(NodeCom, ReservedSlotIsNotImplemented) {
   EXPECT_EQ(itf_->NodeReserved(nullptr, nullptr), E_NOTIMPL);
 }
 

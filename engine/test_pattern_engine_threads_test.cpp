@@ -16,9 +16,9 @@ using engine_test::SmallTree;
 // Whatever the interleaving, there is never more than one capture thread, numbering within a run has
 // no gap, and the last Close leaves no thread.
 TEST(TestPatternEngineThreads, HostThreadsDriveOneEngineWhileFramesFlow) {
-  TRefPtr<TTestPatternEngine> engine = MakeRef<TTestPatternEngine>();
+  FrameSink sink;  // outlives the engine, whose thread calls into it
   XMLParse::XMLNodePtr root = SmallTree(L"HDYC", 60.0);
-  FrameSink sink;
+  TRefPtr<TTestPatternEngine> engine = MakeRef<TTestPatternEngine>();
   sink.engine = engine.Get();
   ASSERT_EQ(engine->Init(TPropertyTree(root.Get())), S_OK);
 
@@ -65,6 +65,7 @@ TEST(TestPatternEngineThreads, HostThreadsDriveOneEngineWhileFramesFlow) {
   for (std::thread& host : hosts) host.join();
 
   // Whatever state the storm left, a final start delivers frames from 0.
+  ASSERT_EQ(engine->Close(), S_OK);
   const size_t before = sink.FrameCount();
   ASSERT_EQ(engine->Start(TAvProps{}, &sink, &FrameSink::Callback), S_OK);
   ASSERT_TRUE(sink.WaitFrames(before + 3));
@@ -84,9 +85,9 @@ TEST(TestPatternEngineThreads, HostThreadsDriveOneEngineWhileFramesFlow) {
 // Stop and Start from many threads at once, while the callback refuses frames now and then, so that
 // some starts find a failed engine whose thread is still leaving.
 TEST(TestPatternEngineThreads, StartsAfterRefusedFramesWaitForTheOldThread) {
-  TRefPtr<TTestPatternEngine> engine = MakeRef<TTestPatternEngine>();
+  FrameSink sink;  // outlives the engine, whose thread calls into it
   XMLParse::XMLNodePtr root = SmallTree(L"ARGB", 60.0);
-  FrameSink sink;
+  TRefPtr<TTestPatternEngine> engine = MakeRef<TTestPatternEngine>();
   sink.engine = engine.Get();
   ASSERT_EQ(engine->Init(TPropertyTree(root.Get())), S_OK);
 

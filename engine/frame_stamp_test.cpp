@@ -31,9 +31,9 @@ TEST(FrameStamp, ThirtyFramesPerSecondUsesTheExactThirdOfAMillion) {
   EXPECT_EQ(t3.startTime, 1'000'000);
   EXPECT_EQ(t3.endTime, 1'333'333);
   // A thousand seconds in, the stamps have not drifted by a unit.
-  const TFrameTime far = Stamped(30.0, 30'000);
-  EXPECT_EQ(far.startTime, 1000 * kTimeUnitsPerSecond);
-  EXPECT_EQ(far.endTime, 1000 * kTimeUnitsPerSecond + 333'333);
+  const TFrameTime late = Stamped(30.0, 30'000);
+  EXPECT_EQ(late.startTime, 1000 * kTimeUnitsPerSecond);
+  EXPECT_EQ(late.endTime, 1000 * kTimeUnitsPerSecond + 333'333);
   for (int64_t n : {0, 1, 2, 29, 1000}) {
     const TFrameTime a = Stamped(30.0, n);
     const TFrameTime b = Stamped(30.0, n + 1);

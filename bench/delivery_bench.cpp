@@ -87,7 +87,7 @@ Stats Deliver(int readers, bool reading, int rounds) {
   for (int i = 0; i < rounds; ++i) {
     ICVFrame_I* f = frames[static_cast<size_t>(i) % frames.size()].Get();
     const int64_t start = cvplat::PerformanceCounter();
-    source.PutFrame(f, 0, -1, nullptr, nullptr);
+    source.Source_PutFrame(f, 0, -1, nullptr, nullptr);
     cost.push_back(Us(cvplat::PerformanceCounter() - start));
     if (reading) cvplat::SleepMs(1);  // let the readers take it, as between frames of a real run
   }

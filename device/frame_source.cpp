@@ -224,7 +224,7 @@ HRESULT TFrameSource::SourceLastFormatGet(TAvProps* props) {
   return last->FormatGet(props, nullptr);
 }
 
-HRESULT TFrameSource::PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
+HRESULT TFrameSource::Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
                                int32_t* waitCount) {
   if (waitCount) *waitCount = 0;
   if (!frame) return E_POINTER;

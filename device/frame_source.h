@@ -1,4 +1,4 @@
-// TFrameSource: the hand-over between the one producer (the capture thread, through PutFrame) and any
+// TFrameSource: the hand-over between the one producer (the capture thread, through Source_PutFrame) and any
 // number of host threads that read, each through a reader of its own. A slow reader loses its oldest
 // frames and slows nobody down, unless it is synchronous and the pull-mode properties ask the producer
 // to wait for it, and then only for a bounded number of frames. The first read starts the capture and
@@ -50,7 +50,7 @@ class TFrameSource {
   // ---- The producer's face ----
   // Delivers a reference to every reader. S_OK delivered, S_FALSE no reader, kSourceStopped refused.
   // `maxWait` (100 ns, negative: none) bounds the producer's waits.
-  HRESULT PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
+  HRESULT Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
                    int32_t* waitCount);
 
   // Sets the stop event, so that every waiting reader and the producer wake, and drops the readers.

@@ -27,7 +27,7 @@ TEST(FrameSourceStress, ReadersComeAndGoWhileTheProducerRuns) {
     for (int64_t n = 0; !done; ++n) {
       SourceFramePtr f = MakeNumberedFrame(n, kFrame, n == 0 ? kFrameFlagGap : 0);
       // Bounded waits, so that a reader that never reads cannot hold the test.
-      source.PutFrame(f.Get(), 0, 200000, nullptr, nullptr);
+      source.Source_PutFrame(f.Get(), 0, 200000, nullptr, nullptr);
       cvplat::SleepMs(16);
     }
   });
@@ -88,7 +88,7 @@ TEST(FrameSourceStress, ReadersComeAndGoWhileTheProducerRuns) {
   int64_t id = 0;
   ASSERT_EQ(source.SourceFrameGetEx_I(&id, nullptr, 0, nullptr), S_OK);
   SourceFramePtr f = MakeNumberedFrame(1000000, kFrame);
-  EXPECT_EQ(source.PutFrame(f.Get(), 0, 0, nullptr, nullptr), S_OK);
+  EXPECT_EQ(source.Source_PutFrame(f.Get(), 0, 0, nullptr, nullptr), S_OK);
   ICVFrame_I* got = nullptr;
   ASSERT_EQ(source.SourceFrameGetEx_I(&id, &got, 0, nullptr), S_OK);
   EXPECT_EQ(FrameNumber(got, kFrame), 1000000);

@@ -29,7 +29,7 @@ class FrameSourceTest : public ::testing::Test {
   }
   HRESULT Put(int64_t n, int32_t* waitCount = nullptr, uint32_t flags = 0, int64_t duration = 166667) {
     SourceFramePtr f = MakeNumberedFrame(n, duration, flags);
-    return source.PutFrame(f.Get(), 0, -1, nullptr, waitCount);
+    return source.Source_PutFrame(f.Get(), 0, -1, nullptr, waitCount);
   }
   SourceFramePtr Read(int64_t id, HRESULT* hr, const wchar_t* hints = nullptr, int64_t timeout = 0) {
     ICVFrame_I* f = nullptr;
@@ -92,7 +92,7 @@ TEST_F(FrameSourceTest, ReadersGetCopiesNotTheDeliveredFrame) {
   const int64_t a = NewReader();
   const int64_t b = NewReader();
   SourceFramePtr delivered = MakeNumberedFrame(4);
-  source.PutFrame(delivered.Get(), 0, -1, nullptr, nullptr);
+  source.Source_PutFrame(delivered.Get(), 0, -1, nullptr, nullptr);
   HRESULT hr1, hr2;
   SourceFramePtr fa = Read(a, &hr1), fb = Read(b, &hr2);
   ASSERT_EQ(hr1, S_OK);
@@ -268,12 +268,12 @@ TEST_F(FrameSourceTest, ProducerWaitsForAFirstReaderUnlessForbidden) {
   host.root_->SetInt(L"pull_mode.put_wait", 5);  // bit 4 forbids the wait: no limit would hang here
   int32_t w = -1, readers = -1;
   SourceFramePtr f = MakeNumberedFrame(0);
-  EXPECT_EQ(source.PutFrame(f.Get(), 0, -1, &readers, &w), S_FALSE);
+  EXPECT_EQ(source.Source_PutFrame(f.Get(), 0, -1, &readers, &w), S_FALSE);
   EXPECT_EQ(readers, 0);
 
   host.root_->SetInt(L"pull_mode.put_wait", 1);
   HRESULT put = S_OK;
-  std::thread producer([&] { put = source.PutFrame(f.Get(), 0, -1, &readers, &w); });
+  std::thread producer([&] { put = source.Source_PutFrame(f.Get(), 0, -1, &readers, &w); });
   cvplat::SleepMs(20);
   const int64_t id = NewReader();
   producer.join();

@@ -37,8 +37,8 @@ void TReader::Offer(ICVFrame_I* frame) {
     queue_.pop_front();
     ++skipCount_;
   }
-  cvplat::SetEventObject(hasFramesEvent_);
-  if (queue_.size() >= maxFrames_) cvplat::ResetEventObject(hasRoomEvent_);
+  SignalFrames(true);
+  if (queue_.size() >= maxFrames_) SignalRoom(false);
 }
 
 bool TReader::Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap) {
@@ -55,8 +55,8 @@ bool TReader::Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap) {
     *frame = std::move(queue_.front());
     queue_.pop_front();
   }
-  if (queue_.empty()) cvplat::ResetEventObject(hasFramesEvent_);
-  cvplat::SetEventObject(hasRoomEvent_);
+  if (queue_.empty()) SignalFrames(false);
+  SignalRoom(true);
   return true;
 }
 
@@ -68,6 +68,24 @@ TReader::TState TReader::State() {
 void TReader::Close() {
   SectionGuard lock(readerLock_);
   closed_ = true;
-  cvplat::SetEventObject(hasFramesEvent_);
-  cvplat::SetEventObject(hasRoomEvent_);
+  SignalFrames(true);
+  SignalRoom(true);
+}
+
+void TReader::SignalFrames(bool set) {
+  if (framesSet_ == set) return;
+  framesSet_ = set;
+  if (set)
+    cvplat::SetEventObject(hasFramesEvent_);
+  else
+    cvplat::ResetEventObject(hasFramesEvent_);
+}
+
+void TReader::SignalRoom(bool set) {
+  if (roomSet_ == set) return;
+  roomSet_ = set;
+  if (set)
+    cvplat::SetEventObject(hasRoomEvent_);
+  else
+    cvplat::ResetEventObject(hasRoomEvent_);
 }

@@ -47,6 +47,12 @@ class TReader final : public AutoObjBase<TReader> {
   int32_t skipCount_ = -1;  // not 0, so that the first frame counts as following a gap
   const bool syncReader_;
   bool closed_ = false;
+  // The events' states as last set under readerLock: a delivery that changes nothing makes no system
+  // call, which matters where each event operation is a round trip to another process.
+  bool framesSet_ = false;
+  bool roomSet_ = true;
+  void SignalFrames(bool set);
+  void SignalRoom(bool set);
   cvplat::KHandle hasFramesEvent_;
   cvplat::KHandle hasRoomEvent_;
   TTimedWait readerWait_;

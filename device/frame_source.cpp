@@ -40,7 +40,7 @@ void TFrameSource::Stop() {
   std::map<int64_t, std::unique_ptr<TLockedPtr<TReader>>> gone;  // released after the lock is left
   {
     std::unique_lock lock(readersLock_);
-    cvplat::SetEventObject(stopEvent_);
+    SetStopped(true);
     gone.swap(readers_);
     defaultReaderId_ = 0;
     cvplat::ResetEventObject(hasReadersEvent_);
@@ -94,7 +94,15 @@ void TFrameSource::MakeReader(int64_t* id, const TReaderHints& hints, bool asDef
   if (asDefault) defaultReaderId_ = newId;
   *id = newId;
   cvplat::SetEventObject(hasReadersEvent_);
-  cvplat::ResetEventObject(stopEvent_);
+  SetStopped(false);
+}
+
+void TFrameSource::SetStopped(bool stopped) {
+  stopped_.store(stopped, std::memory_order_release);
+  if (stopped)
+    cvplat::SetEventObject(stopEvent_);
+  else
+    cvplat::ResetEventObject(stopEvent_);
 }
 
 HRESULT TFrameSource::SourceFrameGetEx_I(int64_t* readerId, ICVFrame_I** frame, int64_t timeout,
@@ -230,10 +238,14 @@ HRESULT TFrameSource::Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait,
   if (!frame) return E_POINTER;
   TFrameTime time{};
   frame->TimeGet(&time);
-  if (OpensNewRun(time.frameFlags))
-    cvplat::ResetEventObject(stopEvent_);
-  else if (cvplat::WaitForOne(stopEvent_, 0) == cvplat::kWaitObject0)
+  if (OpensNewRun(time.frameFlags)) {
+    if (stopped_.load(std::memory_order_acquire)) {
+      std::unique_lock lock(readersLock_);  // the flag and the event change together
+      SetStopped(false);
+    }
+  } else if (stopped_.load(std::memory_order_acquire)) {
     return kSourceStopped;
+  }
 
   TProps p = ReadProps(defaultPutWait);
   const bool pullFrame = (time.frameFlags & kPullFrame) != 0;

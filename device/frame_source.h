@@ -5,6 +5,7 @@
 // the last reader to leave closes it, both through the host.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -76,6 +77,9 @@ class TFrameSource {
   std::map<int64_t, std::unique_ptr<TLockedPtr<TReader>>> readers_;
   int64_t defaultReaderId_ = 0;
   cvplat::KHandle stopEvent_;
+  // Mirrors stopEvent (both change under readersLock) for the producer's check on each frame, which then needs no system call.
+  std::atomic<bool> stopped_{false};
+  void SetStopped(bool stopped);
   TClock putClock_;
   TLockedPtr<ICVFrame_I> lastFrame_;
   TTimedWait producerWait_;

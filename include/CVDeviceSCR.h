@@ -130,3 +130,54 @@ struct ICVFactory : IUnknown {
 // The capture device: ICVDevice, ICVSource_I, ICVFormat, ICVProps, ICVExternal and their identifiers
 // follow here.
 // ---------------------------------------------------------------------------------------------------
+
+inline constexpr IID IID_ICVSource_I = {0x81c97d56, 0xb18c, 0x4642, {0x96, 0xd5, 0x3d, 0x73, 0x37, 0x74, 0x6f, 0xd1}};
+inline constexpr IID IID_ITSource = {0x8294f79d, 0x3b8a, 0x4d5e, {0xa1, 0x55, 0x03, 0xb8, 0xce, 0xa1, 0x0d, 0xbb}};
+inline constexpr IID IID_ITSource_I = {0xdf8f77c6, 0xf7ff, 0x4ced, {0xaa, 0xb9, 0xd6, 0x65, 0xcf, 0x79, 0xdf, 0xcb}};
+
+// Reading frames. Each reader has an id (signed 64-bit); a null id stands for the reader shared by all
+// callers without one, and an id of 0 asks for a new reader whose id comes back. Timeouts are in 100 ns:
+// 0 polls, a negative one waits up to a second. The hints are free text: "remove_reader" (the whole
+// text) closes the reader; "flush_reader" takes the newest frame and empties the queue; "sync_reader" and
+// "buffers=N" shape a reader made by the call. A returned frame is the caller's own copy, labelled with
+// "AFPT" (age of the newest delivery) and "WAIT" (how long the call waited).
+struct ICVSource_I : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE SourceFrameGet_I(ICVFrame_I** frame, int64_t timeout, LPCOLESTR hints) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceFrameGetEx_I(int64_t* readerId, ICVFrame_I** frame, int64_t timeout,
+                                                       LPCOLESTR hints) = 0;
+  // Makes a reader when *readerId is 0 and starts the capture.
+  virtual HRESULT STDMETHODCALLTYPE SourceReaderOpen(int64_t* readerId) = 0;
+  // S_FALSE while other readers are left; the last reader's close closes the capture.
+  virtual HRESULT STDMETHODCALLTYPE SourceReaderClose(int64_t readerId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessAttach(uint32_t processId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessDetach(uint32_t processId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessCheck(int64_t* allGoneEvent) = 0;
+  // The format of the frame delivered last; 0x800710D2 when none came since the last open.
+  virtual HRESULT STDMETHODCALLTYPE SourceLastFormatGet(TAvProps* props) = 0;
+
+ protected:
+  ~ICVSource_I() = default;
+};
+
+// The same reads with a flags word instead of hints: 0x01 synchronous, 0x20 flush, bits 8 to 15 the
+// buffer count of a new reader.
+struct ITSource : IUnknown {
+  // The shared reader; any failure comes back as S_FALSE.
+  virtual HRESULT STDMETHODCALLTYPE SourceFrameGet(int64_t timeout, ICVFrame** frame, uint32_t flags) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceFrameGetEx(int64_t* readerId, int64_t timeout, ICVFrame** frame,
+                                                     uint32_t flags) = 0;
+
+ protected:
+  ~ITSource() = default;
+};
+
+struct ITSource_I : ITSource {
+  virtual HRESULT STDMETHODCALLTYPE SourceReaderOpen(int64_t* readerId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceReaderClose(int64_t readerId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessAttach(uint32_t processId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessDetach(uint32_t processId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SourceProcessCheck(int64_t* allGoneEvent) = 0;
+
+ protected:
+  ~ITSource_I() = default;
+};

@@ -127,9 +127,103 @@ struct ICVFactory : IUnknown {
 };
 
 // ---------------------------------------------------------------------------------------------------
-// The capture device: ICVDevice, ICVSource_I, ICVFormat, ICVProps, ICVExternal and their identifiers
-// follow here.
+// The capture device: one component object answering ICVProps, ICVSource_I, ICVDevice and ICVFormat.
 // ---------------------------------------------------------------------------------------------------
+
+inline constexpr CLSID CLSID_CoCVCaptureSCR = {
+    0x5b0e9d7a, 0x3c41, 0x4f86, {0x9a, 0x2e, 0x71, 0xd4, 0x0b, 0x6c, 0x58, 0xe3}};
+inline constexpr IID IID_ICVDevice = {0x2f6a41c8, 0x8e0b, 0x4d73, {0xb5, 0x19, 0xc4, 0x67, 0x3a, 0x0e, 0x92, 0x1d}};
+inline constexpr IID IID_ICVProps = {0x7d3e5b90, 0x14a6, 0x4c2f, {0x8b, 0x61, 0x0a, 0xe9, 0x55, 0x3c, 0x7f, 0x84}};
+inline constexpr IID IID_ICVFormat = {0xa4c81f27, 0x6d35, 0x4e9a, {0x92, 0x0b, 0x5f, 0x13, 0xe8, 0x6a, 0xc4, 0x70}};
+inline constexpr IID IID_ICVExternal = {0x3e97d2b4, 0xc05a, 0x4b18, {0xa7, 0x4d, 0x26, 0x8f, 0x91, 0xb3, 0x0e, 0x5c}};
+
+// What the device kind argument of ICVDevice selects.
+inline constexpr int32_t kDeviceKindVideo = 0;       // the table of capture devices
+inline constexpr int32_t kDeviceKindAudio = 1;       // "<From Video>" (sound on) and "<No Audio>" (off)
+inline constexpr int32_t kDeviceKindSelection = 18;  // DeviceCurrent only: the whole selection as XML text
+
+// Choosing and running the capture device. Texts in and out are XML of the device's dialect; an out
+// string belongs to the caller, who frees it with SysFreeString.
+struct ICVDevice : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE DeviceCount(int32_t deviceKind, int32_t* count) = 0;
+  // busy: -1 for the selected row, else non-zero while another host uses the device.
+  virtual HRESULT STDMETHODCALLTYPE DeviceDescribe(int32_t deviceKind, int32_t index, BSTR* name,
+                                                   int32_t* busy) = 0;
+  // Merges `props` into the properties whatever else happens; S_FALSE for the row already selected.
+  virtual HRESULT STDMETHODCALLTYPE DeviceSelect(int32_t deviceKind, int32_t index, LPCOLESTR props) = 0;
+  // *index -1 with no selected device.
+  virtual HRESULT STDMETHODCALLTYPE DeviceCurrent(int32_t deviceKind, int32_t* index, BSTR* text) = 0;
+  virtual HRESULT STDMETHODCALLTYPE DeviceReserved1(int32_t first, int32_t second, void* third, void* fourth) = 0;
+  // config: a "config" element whose attribute "video" names a device and "audio_enabled" keeps sound.
+  virtual HRESULT STDMETHODCALLTYPE DeviceOpen(LPCOLESTR config, LPCOLESTR props) = 0;
+  // Stops the capture; readers stay, and the next read starts it again.
+  virtual HRESULT STDMETHODCALLTYPE DeviceClose() = 0;
+  virtual HRESULT STDMETHODCALLTYPE DeviceReserved2(void* first, void* second) = 0;
+
+ protected:
+  ~ICVDevice() = default;
+};
+
+// The device's settings, every value as text. Names are paths such as "capture.fps_limit" or
+// "node::child[1]::attribute". S_FALSE from PropsSet: the value was already there.
+struct ICVProps : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE PropsSet(LPCOLESTR name, LPCOLESTR value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsGet(LPCOLESTR name, BSTR* value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsCount(LPCOLESTR path, int32_t* count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsGetByIndex(LPCOLESTR path, int32_t index, BSTR* name, BSTR* value,
+                                                    int32_t* isNode) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsRemove(LPCOLESTR name) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsInfo(LPCOLESTR name, int32_t field, BSTR* value) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsOptionsCount(LPCOLESTR name, int32_t* count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsOptionsGetByIndex(LPCOLESTR name, int32_t index, BSTR* option,
+                                                           BSTR* text) = 0;
+  virtual HRESULT STDMETHODCALLTYPE PropsOptionsSet(LPCOLESTR name, int32_t index) = 0;
+  // `reserved` is neither read nor written.
+  virtual HRESULT STDMETHODCALLTYPE PropsOptionsGet(LPCOLESTR name, int32_t* index, BSTR* reserved,
+                                                    BSTR* text) = 0;
+
+ protected:
+  ~ICVProps() = default;
+};
+
+// What the format kind argument of ICVFormat selects.
+inline constexpr int32_t kFormatKindInput = 0;      // what the device captures in
+inline constexpr int32_t kFormatKindOutput = 1;     // what the host wishes to see
+inline constexpr int32_t kFormatKindAdjust = 2;     // adjustments asked for (video only)
+inline constexpr int32_t kFormatKindEffective = 3;  // computed on each read; cannot be set
+
+// Formats to choose from and the formats chosen. Every out argument may be null.
+struct ICVFormat : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE VideoFormatCount(int32_t formatKind, int32_t* count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE VideoFormatGetByIndex(int32_t formatKind, int32_t index, TVideoProps* props,
+                                                          BSTR* name) = 0;
+  virtual HRESULT STDMETHODCALLTYPE VideoFormatSet(int32_t formatKind, const TVideoProps* props) = 0;
+  virtual HRESULT STDMETHODCALLTYPE VideoFormatGet(int32_t formatKind, TVideoProps* props, int32_t* index,
+                                                   BSTR* name) = 0;
+  virtual HRESULT STDMETHODCALLTYPE AudioFormatCount(int32_t formatKind, int32_t* count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE AudioFormatGetByIndex(int32_t formatKind, int32_t index, TAudioProps* props,
+                                                          BSTR* name) = 0;
+  virtual HRESULT STDMETHODCALLTYPE AudioFormatSet(int32_t formatKind, const TAudioProps* props) = 0;
+  virtual HRESULT STDMETHODCALLTYPE AudioFormatGet(int32_t formatKind, TAudioProps* props, int32_t* index,
+                                                   BSTR* name) = 0;
+
+ protected:
+  ~ICVFormat() = default;
+};
+
+// Ties a source to client processes: the event is set while none of the attached processes lives.
+// Reached through ICVSource_I's SourceProcessAttach, SourceProcessDetach and SourceProcessCheck.
+struct ICVExternal : IUnknown {
+  virtual HRESULT STDMETHODCALLTYPE ProcessIdGet(uint32_t* processId) = 0;
+  // S_FALSE when the id was attached already.
+  virtual HRESULT STDMETHODCALLTYPE ProcessAttach(uint32_t processId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE ProcessDetach(uint32_t processId) = 0;
+  // S_FALSE when no attached process is left; *allGoneEvent: the event's handle widened to 64 bits.
+  virtual HRESULT STDMETHODCALLTYPE ProcessCheck(int64_t* allGoneEvent) = 0;
+
+ protected:
+  ~ICVExternal() = default;
+};
 
 inline constexpr IID IID_ICVSource_I = {0x81c97d56, 0xb18c, 0x4642, {0x96, 0xd5, 0x3d, 0x73, 0x37, 0x74, 0x6f, 0xd1}};
 inline constexpr IID IID_ITSource = {0x8294f79d, 0x3b8a, 0x4d5e, {0xa1, 0x55, 0x03, 0xb8, 0xce, 0xa1, 0x0d, 0xbb}};

@@ -1,0 +1,23 @@
+// The machine as one device object sees it: every seam that the device and its engines use, handed to
+// the device at construction. The module's class factory gives the native platform; tests give one
+// built over the simulated seams, so a device never reaches the machine behind their back.
+#pragma once
+
+#include <memory>
+
+#include "platform/settings_store.h"
+
+namespace cvplat {
+
+struct DevicePlatform {
+  // Where the per-user settings live.
+  std::shared_ptr<ISettingsStore> settings;
+};
+
+// The real machine: the registry on Windows, the settings files on Linux.
+std::shared_ptr<const DevicePlatform> NativeDevicePlatform();
+
+// Simulated seams for tests: settings in memory, empty at first.
+std::shared_ptr<DevicePlatform> SimDevicePlatform();
+
+}  // namespace cvplat

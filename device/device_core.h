@@ -4,6 +4,7 @@
 
 #include "CVDeviceSCR.h"
 #include "engine/capture_base.h"
+#include "platform/device_platform.h"
 #include "props/xml_node.h"
 
 class IDeviceCore {
@@ -21,6 +22,8 @@ class IDeviceCore {
   virtual HRESULT DeviceCloseNow() = 0;
   // The root of the property tree ("t-props"); never null for a constructed device.
   virtual XMLParse::XMLNodePtr PropsRoot() = 0;
+  // The machine as this device sees it, fixed for the device's life.
+  virtual const cvplat::DevicePlatform& Platform() = 0;
 
  protected:
   ~IDeviceCore() = default;

@@ -5,11 +5,13 @@
 
 #include "CVDeviceSCR.h"
 #include "device/frame_source.h"
+#include "platform/device_platform.h"
 
 template <class T>
 class ITSourceImpl : public ICVSource_I, public ITSource_I {
  public:
-  explicit ITSourceImpl(ISourceHost* host) : source_(host) {}
+  // `platform` outlives the source: the device holds it for its whole life.
+  ITSourceImpl(ISourceHost* host, const cvplat::DevicePlatform& /*platform*/) : source_(host) {}
   virtual ~ITSourceImpl() = default;
 
   // ---- ICVSource_I ----

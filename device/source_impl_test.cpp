@@ -8,11 +8,16 @@
 
 namespace {
 
+const cvplat::DevicePlatform& TestPlatform() {
+  static const auto platform = cvplat::SimDevicePlatform();
+  return *platform;
+}
+
 // The smallest object that carries the reading faces: it answers for ICVSource_I alone, as the device
 // does, and reaches the inner face directly.
 class TSourceObject final : public ITSourceImpl<TSourceObject> {
  public:
-  explicit TSourceObject(ISourceHost* host) : ITSourceImpl(host) {}
+  explicit TSourceObject(ISourceHost* host) : ITSourceImpl(host, TestPlatform()) {}
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
     if (!object) return E_POINTER;

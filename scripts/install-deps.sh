@@ -10,7 +10,8 @@ test_pkgs=("${run_pkgs[@]}"
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine
   xvfb x11-utils x11-xserver-utils
   clang libclang-rt-14-dev
-  libsoxr-dev libspeexdsp-dev)
+  libsoxr-dev libspeexdsp-dev
+  ffmpeg)
 
 case "$job" in
   run) wanted=("${run_pkgs[@]}") ;;

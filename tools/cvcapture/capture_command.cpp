@@ -1,0 +1,177 @@
+// capture: reads frames through one reader of its own and writes them out as they arrive.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "tools/cvcapture/capture_outputs.h"
+#include "tools/cvcapture/capture_stats.h"
+#include "tools/cvcapture/com_ref.h"
+#include "tools/cvcapture/commands.h"
+
+namespace {
+
+constexpr int64_t kReadTimeout = 2 * kTimeUnitsPerSecond;
+constexpr int kMaxIdleReads = 5;  // reads in a row without a frame before the capture gives up
+constexpr double kProgressEvery = 0.25;
+
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double ReadRateProperty(ICVProps* props) {
+  TModuleString text;
+  if (!props || props->PropsGet(L"capture.fps_limit", text.Out()) != S_OK) return 30.0;
+  const double rate = std::strtod(text.Utf8().c_str(), nullptr);
+  return rate >= 2.0 && rate <= 60.0 ? rate : 30.0;
+}
+
+// A frame that repeats the picture before it says so in its value "dup", or in a label of that name.
+bool IsDuplicate(ICVFrame_I* frame) {
+  int64_t value = 0;
+  if (auto values = TRef<ICVNamedValues>::Query(frame, IID_ICVNamedValues))
+    if (values->ValueGet(L"dup", &value) == S_OK && value != 0) return true;
+  if (auto host = TRef<ICVFrame>::Query(frame, IID_ICVFrame))
+    if (host->LabelGet(L"dup", &value) == S_OK && value != 0) return true;
+  return false;
+}
+
+bool PictureOf(ICVFrame_I* frame, int64_t* size, uint8_t** bytes) {
+  *size = 0;
+  *bytes = nullptr;
+  auto host = TRef<ICVFrame>::Query(frame, IID_ICVFrame);
+  return host && host->BytesGet(size, bytes) == S_OK && *bytes && *size > 0;
+}
+
+// Hands the frame's planar samples to the outputs.
+bool AddSound(ICVFrame_I* frame, const TAudioProps& audio, int32_t audioBytes, TCaptureOutputs& outputs) {
+  if (audio.channels <= 0 || audio.channels > 32 || audioBytes <= 0) return true;
+  const uint8_t* planes[32] = {};
+  int32_t bytes = audioBytes;
+  for (int32_t c = 0; c < audio.channels; ++c) {
+    uint8_t* samples = nullptr;
+    int32_t channelBytes = 0;
+    if (FAILED(frame->AudioChannelGet(c, kAudioChannelRead, &channelBytes, &samples)) || !samples) return true;
+    planes[c] = samples;
+    if (channelBytes < bytes) bytes = channelBytes;
+  }
+  return outputs.AddSound(audio, planes, bytes);
+}
+
+void PrintProgress(const TCaptureFigures& figures, double seconds, const TCaptureOutputs& outputs) {
+  std::string line = FiguresLine(figures, seconds);
+  if (outputs.HasAudio()) {
+    char level[48];
+    std::snprintf(level, sizeof level, "  audio peak %.3f", outputs.AudioPeak());
+    line += level;
+  }
+  std::fprintf(stderr, "\r%s   ", line.c_str());
+  std::fflush(stderr);
+}
+
+}  // namespace
+
+int RunCapture(IUnknown* object, const TCommand& c) {
+  auto source = TRef<ICVSource_I>::Query(object, IID_ICVSource_I);
+  auto props = TRef<ICVProps>::Query(object, IID_ICVProps);
+  if (!source) return ReportFailure("the object has no ICVSource_I", E_NOINTERFACE);
+  if (c.hasProps) {
+    if (!props) return ReportFailure("the object has no ICVProps", E_NOINTERFACE);
+    const HRESULT hr = props->PropsSet(nullptr, c.props.c_str());
+    if (FAILED(hr)) return ReportFailure("applying --props", hr);
+  }
+  const std::filesystem::path folder(c.outDir);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    std::fprintf(stderr, "cvcapture: cannot make the folder %s: %s\n", ToUtf8(c.outDir).c_str(), error.message().c_str());
+    return 1;
+  }
+
+  TCaptureOutputs outputs(folder, ReadRateProperty(props.Get()));
+  TCaptureStats stats;
+  TRef<ICVFrame_I> last;
+  TAvProps lastFormat{};
+  int64_t readerId = 0;
+  int idleReads = 0;
+  HRESULT failure = S_OK;
+  std::string failedStep;
+  const Clock::time_point start = Clock::now();
+  double nextProgress = 0;
+  double seconds = 0;
+
+  while (c.seconds > 0 ? seconds < c.seconds : stats.Figures().frames < c.frames) {
+    TRef<ICVFrame_I> frame;
+    const HRESULT hr = source->SourceFrameGetEx_I(&readerId, frame.Out(), kReadTimeout, nullptr);
+    seconds = SecondsSince(start);
+    if (FAILED(hr) && hr != CV_E_TIMEOUT) {
+      failure = hr;
+      failedStep = "reading a frame";
+      break;
+    }
+    if (!frame) {
+      if (++idleReads >= kMaxIdleReads) {
+        failure = CV_E_TIMEOUT;
+        failedStep = "no frame came";
+        break;
+      }
+      continue;
+    }
+    idleReads = 0;
+    TAvProps format{};
+    TFrameTime time{};
+    int32_t audioBytes = 0;
+    frame->FormatGet(&format, &audioBytes);
+    if (FAILED(frame->TimeGet(&time))) time.startTime = kNoTime;
+    stats.OnFrame(time, format.video.frameRate, IsDuplicate(frame.Get()));
+    int64_t size = 0;
+    uint8_t* bytes = nullptr;
+    const bool written = (!PictureOf(frame.Get(), &size, &bytes) || outputs.AddPicture(format.video, bytes, size)) &&
+                         AddSound(frame.Get(), format.audio, audioBytes, outputs);
+    if (!written) {
+      failure = E_FAIL;
+      failedStep = "writing to " + ToUtf8(c.outDir);
+      break;
+    }
+    last = std::move(frame);
+    lastFormat = format;
+    if (seconds >= nextProgress) {
+      PrintProgress(stats.Figures(), seconds, outputs);
+      nextProgress = seconds + kProgressEvery;
+    }
+  }
+  seconds = SecondsSince(start);
+  PrintProgress(stats.Figures(), seconds, outputs);
+  std::fputc('\n', stderr);
+
+  if (readerId != 0) source->SourceReaderClose(readerId);
+  int64_t size = 0;
+  uint8_t* bytes = nullptr;
+  bool filesOk = true;
+  if (last && PictureOf(last.Get(), &size, &bytes)) filesOk = outputs.WriteLastPicture(lastFormat.video, bytes, size);
+  last.Reset();
+  filesOk = outputs.Finish() && filesOk;
+
+  PrintLine("captured " + FiguresLine(stats.Figures(), seconds));
+  if (outputs.HasVideo())
+    PrintLine("video: " + ToUtf8(outputs.File("video.y4m").wstring()) + "  " + std::to_string(outputs.VideoFrames()) +
+              " frames  " + outputs.VideoHeader());
+  else
+    PrintLine("video: none");
+  if (outputs.SkippedPictures() > 0)
+    PrintLine("pictures left out (size or layout changed): " + std::to_string(outputs.SkippedPictures()));
+  if (outputs.HasAudio()) {
+    char peak[32];
+    std::snprintf(peak, sizeof peak, "%.3f", outputs.AudioPeak());
+    PrintLine("audio: " + ToUtf8(outputs.File("audio.wav").wstring()) + "  " + std::to_string(outputs.AudioSamples()) +
+              " samples  " + std::to_string(outputs.AudioFormat().channels) + " ch " +
+              std::to_string(outputs.AudioFormat().sampleRate) + " Hz  peak " + peak);
+  } else {
+    PrintLine("audio: none");
+  }
+  if (failure != S_OK) return ReportFailure(failedStep, failure);
+  if (!filesOk) return ReportFailure("writing to " + ToUtf8(c.outDir), E_FAIL);
+  return 0;
+}

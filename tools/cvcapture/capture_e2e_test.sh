@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# End to end: cvcapture captures 90 frames through the module, and ffprobe checks that the video has
+# them all, at the size of "capture.frame_size" and the rate of "capture.fps_limit" as the tool reads them.
+# usage: capture_e2e_test.sh WORK_DIR CVCAPTURE_COMMAND...
+#   CVCAPTURE_COMMAND may start with an emulator (the Windows build runs the tool under Wine); the tool
+#   is given a relative output folder inside WORK_DIR, so it needs no path translation.
+set -euo pipefail
+work=${1:?usage: capture_e2e_test.sh WORK_DIR CVCAPTURE_COMMAND...}
+shift
+[ $# -gt 0 ] || { echo "usage: capture_e2e_test.sh WORK_DIR CVCAPTURE_COMMAND..." >&2; exit 2; }
+command -v ffprobe >/dev/null || { echo "capture_e2e: ffprobe is missing (package ffmpeg)" >&2; exit 1; }
+
+mkdir -p "$work"
+cd "$work"
+out=capture-e2e
+rm -rf "$out"
+
+fail() { echo "capture_e2e: $*" >&2; exit 1; }
+tool() { "$@" | tr -d '\r'; }
+
+size=$(tool "$@" props get capture.frame_size) || fail "props get capture.frame_size failed"
+fps=$(tool "$@" props get capture.fps_limit) || fail "props get capture.fps_limit failed"
+[[ $size =~ ^([0-9]+)x([0-9]+)$ ]] || fail "capture.frame_size '$size' is no WIDTHxHEIGHT"
+want_w=${BASH_REMATCH[1]}
+want_h=${BASH_REMATCH[2]}
+# Rates outside 2..60 fall back to 30, as the device does.
+want_fps=$(awk -v f="$fps" 'BEGIN { f += 0; print (f >= 2 && f <= 60) ? f : 30 }')
+
+summary=$(tool "$@" capture --frames 90 --out "$out") || fail "capture failed: $summary"
+echo "$summary"
+grep -q '^captured frames 90 ' <<<"$summary" || fail "the summary does not report 90 frames"
+
+probe=$(ffprobe -v error -count_frames -select_streams v:0 \
+  -show_entries stream=width,height,r_frame_rate,nb_read_frames -of default=noprint_wrappers=1 "$out/video.y4m")
+echo "$probe"
+value() { sed -n "s/^$1=//p" <<<"$probe"; }
+[ "$(value nb_read_frames)" = 90 ] || fail "video.y4m has $(value nb_read_frames) frames, not 90"
+[ "$(value width)" = "$want_w" ] && [ "$(value height)" = "$want_h" ] \
+  || fail "video.y4m is $(value width)x$(value height), not $size"
+awk -v r="$(value r_frame_rate)" -v want="$want_fps" \
+  'BEGIN { split(r, p, "/"); got = p[1] / p[2]; exit !(got - want < 0.01 && want - got < 0.01) }' \
+  || fail "video.y4m runs at $(value r_frame_rate), not $want_fps"
+
+for png in first last; do
+  dims=$(ffprobe -v error -show_entries stream=width,height -of csv=p=0:s=x "$out/$png.png") \
+    || fail "$png.png does not decode"
+  [ "$dims" = "$size" ] || fail "$png.png is $dims, not $size"
+done
+if [ -f "$out/audio.wav" ]; then
+  ffprobe -v error -show_entries stream=codec_name,sample_rate,channels -of csv=p=0 "$out/audio.wav" \
+    || fail "audio.wav does not decode"
+fi
+rm -rf "$out"
+echo "capture_e2e: ok"

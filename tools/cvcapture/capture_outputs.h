@@ -1,0 +1,56 @@
+// The files of a capture: video.y4m from every picture, audio.wav from the frames' samples, and
+// first.png / last.png. Fed with plain bytes, so it is tested without a device.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "CVDeviceSCR.h"
+#include "tools/cvcapture/wav_writer.h"
+#include "tools/cvcapture/y4m_writer.h"
+
+class TCaptureOutputs {
+ public:
+  // `fallbackRate`: the rate when the first frame carries none.
+  TCaptureOutputs(std::filesystem::path folder, double fallbackRate);
+
+  // One frame's picture. The first opens video.y4m with its size and writes first.png; a picture of
+  // another size or layout is counted as skipped. False only when a file can't be written.
+  bool AddPicture(const TVideoProps& video, const uint8_t* bytes, int64_t size);
+  // One frame's sound: `bytesPerChannel` bytes at each of `audio.channels` planes. The first opens
+  // audio.wav; sound of another format is counted as skipped.
+  bool AddSound(const TAudioProps& audio, const uint8_t* const* planes, int32_t bytesPerChannel);
+  // last.png from the frame that came last.
+  bool WriteLastPicture(const TVideoProps& video, const uint8_t* bytes, int64_t size);
+  // Closes the files, writing the WAV sizes.
+  bool Finish();
+
+  int64_t VideoFrames() const { return y4m_.Frames(); }
+  int64_t SkippedPictures() const { return skippedPictures_; }
+  int64_t SkippedSounds() const { return skippedSounds_; }
+  uint64_t AudioSamples() const;  // per channel
+  double AudioPeak() const { return peak_; }  // 0..1 over all samples
+  bool HasVideo() const { return hasVideo_; }
+  bool HasAudio() const { return hasAudio_; }
+  const std::string& VideoHeader() const { return videoHeader_; }
+  const TWavFormat& AudioFormat() const { return wav_.Format(); }
+  std::filesystem::path File(const char* name) const { return folder_ / name; }
+
+ private:
+  bool WritePng(const char* name, const TPictureView& view);
+
+  std::filesystem::path folder_;
+  double fallbackRate_;
+  TY4mWriter y4m_;
+  TWavWriter wav_;
+  TAudioProps soundFormat_{};
+  std::string videoHeader_;
+  bool hasVideo_ = false;
+  bool hasAudio_ = false;
+  int64_t skippedPictures_ = 0;
+  int64_t skippedSounds_ = 0;
+  double peak_ = 0;
+  std::vector<uint8_t> interleaved_;
+};

@@ -1,0 +1,185 @@
+#include "tools/cvcapture/cli_args.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cwchar>
+
+#include "tools/cvcapture/wide_text.h"
+
+namespace {
+
+bool Fail(std::string* error, const std::string& text) {
+  *error = text;
+  return false;
+}
+
+// A whole decimal number within [low, high].
+bool ParseInt(const std::wstring& text, int64_t low, int64_t high, int64_t* value) {
+  if (text.empty()) return false;
+  wchar_t* end = nullptr;
+  errno = 0;
+  const long long v = std::wcstoll(text.c_str(), &end, 10);
+  if (errno != 0 || *end != L'\0' || v < low || v > high) return false;
+  *value = v;
+  return true;
+}
+
+bool ParsePositiveSeconds(const std::wstring& text, double* value) {
+  if (text.empty()) return false;
+  wchar_t* end = nullptr;
+  const double v = std::wcstod(text.c_str(), &end);
+  if (*end != L'\0' || !std::isfinite(v) || v <= 0 || v > 86400.0) return false;
+  *value = v;
+  return true;
+}
+
+bool ParseMedia(const std::wstring& text, TMediaKind* media) {
+  if (text == L"video") *media = TMediaKind::Video;
+  else if (text == L"audio") *media = TMediaKind::Audio;
+  else return false;
+  return true;
+}
+
+bool ParseFormatKind(const std::wstring& text, int32_t* kind) {
+  static const wchar_t* const kNames[] = {L"input", L"output", L"adjust", L"effective"};
+  for (int32_t i = 0; i < 4; ++i) {
+    if (text == kNames[i]) {
+      *kind = i;
+      return true;
+    }
+  }
+  int64_t number = 0;
+  if (!ParseInt(text, 0, 3, &number)) return false;
+  *kind = static_cast<int32_t>(number);
+  return true;
+}
+
+bool ParseProps(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
+  if (a.size() < 2) return Fail(error, "props: missing subcommand (get, set, list, info, options, xml)");
+  const std::wstring& sub = a[1];
+  const size_t n = a.size() - 2;
+  auto needs = [&](size_t count, const char* shape) {
+    if (n == count) return true;
+    *error = std::string("props ") + ToUtf8(sub) + ": expected " + shape;
+    return false;
+  };
+  if (sub == L"get" || sub == L"info" || sub == L"options") {
+    if (!needs(1, "NAME")) return false;
+    c->kind = sub == L"get" ? TCommandKind::PropsGet : sub == L"info" ? TCommandKind::PropsInfo : TCommandKind::PropsOptions;
+    c->name = a[2];
+    if (c->name.empty()) return Fail(error, "props " + ToUtf8(sub) + ": empty NAME");
+    return true;
+  }
+  if (sub == L"set") {
+    if (!needs(2, "NAME VALUE")) return false;
+    c->kind = TCommandKind::PropsSet;
+    c->name = a[2];
+    c->value = a[3];
+    if (c->name.empty()) return Fail(error, "props set: empty NAME");
+    return true;
+  }
+  if (sub == L"list") {
+    if (n > 1) return Fail(error, "props list: expected at most one PATH");
+    c->kind = TCommandKind::PropsList;
+    c->hasPath = n == 1;
+    if (c->hasPath) c->name = a[2];
+    return true;
+  }
+  if (sub == L"xml") {
+    if (!needs(0, "no arguments")) return false;
+    c->kind = TCommandKind::PropsXml;
+    return true;
+  }
+  return Fail(error, "props: unknown subcommand '" + ToUtf8(sub) + "'");
+}
+
+bool ParseFormats(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
+  if (a.size() < 2 || a.size() > 3) return Fail(error, "formats: expected video|audio [KIND]");
+  if (!ParseMedia(a[1], &c->media)) return Fail(error, "formats: '" + ToUtf8(a[1]) + "' is not video or audio");
+  if (a.size() == 3 && !ParseFormatKind(a[2], &c->formatKind))
+    return Fail(error, "formats: KIND '" + ToUtf8(a[2]) + "' is not input, output, adjust, effective or 0..3");
+  c->kind = TCommandKind::Formats;
+  return true;
+}
+
+bool ParseFormatSet(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
+  if (a.size() != 5 || a[1] != L"set") return Fail(error, "format: expected set video|audio KIND INDEX");
+  if (!ParseMedia(a[2], &c->media)) return Fail(error, "format set: '" + ToUtf8(a[2]) + "' is not video or audio");
+  if (!ParseFormatKind(a[3], &c->formatKind))
+    return Fail(error, "format set: KIND '" + ToUtf8(a[3]) + "' is not input, output, adjust, effective or 0..3");
+  int64_t index = 0;
+  if (!ParseInt(a[4], 0, INT32_MAX, &index))
+    return Fail(error, "format set: INDEX '" + ToUtf8(a[4]) + "' is not a number 0 or above");
+  c->index = static_cast<int32_t>(index);
+  c->kind = TCommandKind::FormatSet;
+  return true;
+}
+
+bool ParseCapture(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
+  bool hasFrames = false;
+  bool hasSeconds = false;
+  for (size_t i = 1; i < a.size(); ++i) {
+    const std::wstring& option = a[i];
+    const bool known = option == L"--frames" || option == L"--seconds" || option == L"--props" || option == L"--out";
+    if (!known) return Fail(error, "capture: unknown option '" + ToUtf8(option) + "'");
+    if (i + 1 >= a.size()) return Fail(error, "capture: " + ToUtf8(option) + " needs a value");
+    const std::wstring& value = a[++i];
+    if (option == L"--frames") {
+      if (hasFrames) return Fail(error, "capture: --frames given twice");
+      hasFrames = true;
+      if (!ParseInt(value, 1, INT32_MAX, &c->frames))
+        return Fail(error, "capture: --frames '" + ToUtf8(value) + "' is not a number 1 or above");
+    } else if (option == L"--seconds") {
+      if (hasSeconds) return Fail(error, "capture: --seconds given twice");
+      hasSeconds = true;
+      if (!ParsePositiveSeconds(value, &c->seconds))
+        return Fail(error, "capture: --seconds '" + ToUtf8(value) + "' is not a time above 0 and up to a day");
+    } else if (option == L"--props") {
+      if (value.empty()) return Fail(error, "capture: --props needs a text");
+      c->hasProps = true;
+      c->props = value;
+    } else {
+      if (value.empty()) return Fail(error, "capture: --out needs a folder");
+      c->outDir = value;
+    }
+  }
+  if (hasFrames && hasSeconds) return Fail(error, "capture: give --frames or --seconds, not both");
+  if (hasSeconds) c->frames = 0;
+  c->kind = TCommandKind::Capture;
+  return true;
+}
+
+}  // namespace
+
+bool ParseCommand(const std::vector<std::wstring>& args, TCommand* command, std::string* error) {
+  *command = TCommand{};
+  if (args.empty()) return Fail(error, "missing command");
+  const std::wstring& verb = args[0];
+  if (verb == L"--version" || verb == L"--help") {
+    if (args.size() != 1) return Fail(error, ToUtf8(verb) + " takes no arguments");
+    command->kind = verb == L"--version" ? TCommandKind::Version : TCommandKind::Help;
+    return true;
+  }
+  if (verb == L"devices") {
+    if (args.size() != 1) return Fail(error, "devices takes no arguments");
+    command->kind = TCommandKind::Devices;
+    return true;
+  }
+  if (verb == L"props") return ParseProps(args, command, error);
+  if (verb == L"formats") return ParseFormats(args, command, error);
+  if (verb == L"format") return ParseFormatSet(args, command, error);
+  if (verb == L"capture") return ParseCapture(args, command, error);
+  return Fail(error, "unknown command '" + ToUtf8(verb) + "'");
+}
+
+const char* UsageText() {
+  return "usage: cvcapture --version | --help\n"
+         "       cvcapture devices\n"
+         "       cvcapture props get NAME | set NAME VALUE | list [PATH] | info NAME | options NAME | xml\n"
+         "       cvcapture formats video|audio [KIND]\n"
+         "       cvcapture format set video|audio KIND INDEX\n"
+         "       cvcapture capture [--frames N | --seconds S] [--props TEXT] [--out DIR]\n"
+         "KIND: input (0), output (1), adjust (2), effective (3); capture writes DIR/video.y4m, DIR/audio.wav,\n"
+         "DIR/first.png and DIR/last.png (DIR defaults to ./capture, 90 frames by default)\n";
+}

@@ -1,0 +1,71 @@
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
+#include <string>
+
+#include "tools/cvcapture/module_loader.h"
+
+// The header names these for every host; a host on Linux has no system library that defines them.
+const IID IID_IUnknown = {0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+const IID IID_IClassFactory = {0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+namespace {
+
+constexpr const char* kModuleName = "libCVDeviceSCR.so";
+
+using GetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
+using FreeStringFn = void (*)(BSTR);
+
+FreeStringFn g_freeString = nullptr;
+
+std::string ExecutableFolder() {
+  char path[PATH_MAX];
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  if (n <= 0) return {};
+  std::string text(path, static_cast<size_t>(n));
+  const size_t slash = text.rfind('/');
+  return slash == std::string::npos ? std::string() : text.substr(0, slash + 1);
+}
+
+void* OpenModule(std::string* detail) {
+  const std::string beside = ExecutableFolder() + kModuleName;
+  if (void* handle = dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL)) return handle;
+  const std::string firstError = dlerror();
+  if (void* handle = dlopen(kModuleName, RTLD_NOW | RTLD_LOCAL)) return handle;
+  // The loader's message names the file it tried.
+  *detail = "cannot load the module: " + firstError;
+  return nullptr;
+}
+
+}  // namespace
+
+HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
+  *device = nullptr;
+  static void* module = nullptr;
+  if (!module) module = OpenModule(detail);
+  if (!module) return HRESULT_FROM_WIN32(126);  // module not found
+  auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
+  g_freeString = reinterpret_cast<FreeStringFn>(dlsym(module, "SysFreeString"));
+  if (!getClassObject || !g_freeString) {
+    *detail = std::string("the module exports no ") + (getClassObject ? "SysFreeString" : "DllGetClassObject");
+    return HRESULT_FROM_WIN32(127);  // procedure not found
+  }
+  IClassFactory* factory = nullptr;
+  HRESULT hr = getClassObject(CLSID_CoCVCaptureSCR, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+  if (FAILED(hr) || !factory) {
+    *detail = "DllGetClassObject failed";
+    return FAILED(hr) ? hr : E_POINTER;
+  }
+  hr = factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(device));
+  factory->Release();
+  if (FAILED(hr)) *detail = "the class factory made no device";
+  return hr;
+}
+
+void FreeModuleString(BSTR text) {
+  if (text && g_freeString) g_freeString(text);
+}
+
+HRESULT EnterComponentRuntime() { return S_OK; }
+void LeaveComponentRuntime() {}

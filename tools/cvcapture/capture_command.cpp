@@ -14,6 +14,8 @@ namespace {
 constexpr int64_t kReadTimeout = 2 * kTimeUnitsPerSecond;
 constexpr int kMaxIdleReads = 5;  // reads in a row without a frame before the capture gives up
 constexpr double kProgressEvery = 0.25;
+// The reader's queue: room for a few frames while a file write stalls, so a slow disk doesn't drop them.
+constexpr const wchar_t* kReaderHints = L"buffers=8";
 
 using Clock = std::chrono::steady_clock;
 
@@ -60,8 +62,8 @@ bool AddSound(ICVFrame_I* frame, const TAudioProps& audio, int32_t audioBytes, T
   return outputs.AddSound(audio, planes, bytes);
 }
 
-void PrintProgress(const TCaptureFigures& figures, double seconds, const TCaptureOutputs& outputs) {
-  std::string line = FiguresLine(figures, seconds);
+void PrintProgress(const TCaptureStats& stats, const TCaptureOutputs& outputs) {
+  std::string line = FiguresLine(stats.Figures(), stats.AchievedFps());
   if (outputs.HasAudio()) {
     char level[48];
     std::snprintf(level, sizeof level, "  audio peak %.3f", outputs.AudioPeak());
@@ -101,10 +103,16 @@ int RunCapture(IUnknown* object, const TCommand& c) {
   const Clock::time_point start = Clock::now();
   double nextProgress = 0;
   double seconds = 0;
+  double firstFrameAt = -1;  // --seconds counts from the first frame: the start of the capture is no footage
+  auto more = [&] {
+    if (c.seconds > 0) return firstFrameAt < 0 || seconds - firstFrameAt < c.seconds;
+    return stats.Figures().frames < c.frames;
+  };
 
-  while (c.seconds > 0 ? seconds < c.seconds : stats.Figures().frames < c.frames) {
+  while (more()) {
     TRef<ICVFrame_I> frame;
-    const HRESULT hr = source->SourceFrameGetEx_I(&readerId, frame.Out(), kReadTimeout, nullptr);
+    const HRESULT hr = source->SourceFrameGetEx_I(&readerId, frame.Out(), kReadTimeout,
+                                                        readerId == 0 ? kReaderHints : nullptr);
     seconds = SecondsSince(start);
     if (FAILED(hr) && hr != CV_E_TIMEOUT) {
       failure = hr;
@@ -120,12 +128,13 @@ int RunCapture(IUnknown* object, const TCommand& c) {
       continue;
     }
     idleReads = 0;
+    if (firstFrameAt < 0) firstFrameAt = seconds;
     TAvProps format{};
     TFrameTime time{};
     int32_t audioBytes = 0;
     frame->FormatGet(&format, &audioBytes);
     if (FAILED(frame->TimeGet(&time))) time.startTime = kNoTime;
-    stats.OnFrame(time, format.video.frameRate, IsDuplicate(frame.Get()));
+    stats.OnFrame(time, format.video.frameRate, IsDuplicate(frame.Get()), seconds);
     int64_t size = 0;
     uint8_t* bytes = nullptr;
     const bool written = (!PictureOf(frame.Get(), &size, &bytes) || outputs.AddPicture(format.video, bytes, size)) &&
@@ -138,12 +147,12 @@ int RunCapture(IUnknown* object, const TCommand& c) {
     last = std::move(frame);
     lastFormat = format;
     if (seconds >= nextProgress) {
-      PrintProgress(stats.Figures(), seconds, outputs);
+      PrintProgress(stats, outputs);
       nextProgress = seconds + kProgressEvery;
     }
   }
   seconds = SecondsSince(start);
-  PrintProgress(stats.Figures(), seconds, outputs);
+  PrintProgress(stats, outputs);
   std::fputc('\n', stderr);
 
   if (readerId != 0) source->SourceReaderClose(readerId);
@@ -154,7 +163,9 @@ int RunCapture(IUnknown* object, const TCommand& c) {
   last.Reset();
   filesOk = outputs.Finish() && filesOk;
 
-  PrintLine("captured " + FiguresLine(stats.Figures(), seconds));
+  char wall[48];
+  std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
+  PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
   if (outputs.HasVideo())
     PrintLine("video: " + ToUtf8(outputs.File("video.y4m").wstring()) + "  " + std::to_string(outputs.VideoFrames()) +
               " frames  " + outputs.VideoHeader());

@@ -8,7 +8,9 @@ int64_t FrameNumberOf(int64_t startTime, double rate) {
   return std::llround(static_cast<double>(startTime) * rate / static_cast<double>(kTimeUnitsPerSecond));
 }
 
-void TCaptureStats::OnFrame(const TFrameTime& time, double rate, bool duplicate) {
+void TCaptureStats::OnFrame(const TFrameTime& time, double rate, bool duplicate, double wallSeconds) {
+  if (figures_.frames == 0) firstAt_ = wallSeconds;
+  lastAt_ = wallSeconds;
   ++figures_.frames;
   if (duplicate) ++figures_.duplicates;
   const int64_t number = FrameNumberOf(time.startTime, rate);
@@ -25,14 +27,15 @@ void TCaptureStats::OnFrame(const TFrameTime& time, double rate, bool duplicate)
   lastNumber_ = number;
 }
 
-double AchievedFps(int64_t frames, double seconds) {
-  return seconds > 0 ? static_cast<double>(frames) / seconds : 0.0;
+double TCaptureStats::AchievedFps() const {
+  const double span = lastAt_ - firstAt_;
+  return figures_.frames >= 2 && span > 0 ? static_cast<double>(figures_.frames - 1) / span : 0.0;
 }
 
-std::string FiguresLine(const TCaptureFigures& figures, double seconds) {
+std::string FiguresLine(const TCaptureFigures& figures, double fps) {
   char line[160];
   std::snprintf(line, sizeof line, "frames %lld  fps %.2f  dup %lld  gaps %lld (%lld lost)",
-                static_cast<long long>(figures.frames), AchievedFps(figures.frames, seconds),
+                static_cast<long long>(figures.frames), fps,
                 static_cast<long long>(figures.duplicates), static_cast<long long>(figures.gaps),
                 static_cast<long long>(figures.lost));
   std::string text = line;

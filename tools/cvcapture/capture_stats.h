@@ -20,16 +20,19 @@ struct TCaptureFigures {
 
 class TCaptureStats {
  public:
-  // One frame read: its stamps, its rate and whether it is marked as a repeat.
-  void OnFrame(const TFrameTime& time, double rate, bool duplicate);
+  // One frame read at `wallSeconds` of the run: its stamps, its rate and whether it is marked as a repeat.
+  void OnFrame(const TFrameTime& time, double rate, bool duplicate, double wallSeconds);
   const TCaptureFigures& Figures() const { return figures_; }
+  // Frames per second from the first frame to the last, so the start of the capture doesn't count;
+  // 0 before two frames came.
+  double AchievedFps() const;
 
  private:
   TCaptureFigures figures_;
   int64_t lastNumber_ = -1;
+  double firstAt_ = 0;
+  double lastAt_ = 0;
 };
 
-// Frames per second over `seconds` of wall time; 0 before any time passed.
-double AchievedFps(int64_t frames, double seconds);
 // "frames 45  fps 29.97  dup 0  gaps 0 (0 lost)"
-std::string FiguresLine(const TCaptureFigures& figures, double seconds);
+std::string FiguresLine(const TCaptureFigures& figures, double fps);

@@ -16,12 +16,16 @@ int ListDevices(ICVDevice* device, int32_t kind, const char* title) {
   int32_t count = 0;
   HRESULT hr = device->DeviceCount(kind, &count);
   if (FAILED(hr)) return ReportFailure(std::string("DeviceCount of the ") + title, hr);
+  // The sound rows carry no busy flag: the selected one is asked for.
+  int32_t current = -1;
+  device->DeviceCurrent(kind, &current, nullptr);
   PrintLine(std::string(title) + " (" + std::to_string(count) + "):");
   for (int32_t i = 0; i < count; ++i) {
     TModuleString name;
     int32_t busy = 0;
     hr = device->DeviceDescribe(kind, i, name.Out(), &busy);
     if (FAILED(hr)) return ReportFailure("DeviceDescribe " + std::to_string(i), hr);
+    if (i == current) busy = -1;
     PrintLine("  " + std::to_string(i) + "  " + name.Utf8() + "  [" + BusyText(busy) + "]");
   }
   return 0;

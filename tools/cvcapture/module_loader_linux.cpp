@@ -38,6 +38,14 @@ void* OpenModule(std::string* detail) {
   return nullptr;
 }
 
+// The header declares SysFreeString as a C++ function, so the module exports it under its mangled name;
+// a C name is taken first should the module ever give one.
+FreeStringFn FindFreeString(void* module) {
+  for (const char* name : {"SysFreeString", "_Z13SysFreeStringPw"})
+    if (void* entry = dlsym(module, name)) return reinterpret_cast<FreeStringFn>(entry);
+  return nullptr;
+}
+
 }  // namespace
 
 HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
@@ -46,7 +54,7 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   if (!module) module = OpenModule(detail);
   if (!module) return HRESULT_FROM_WIN32(126);  // module not found
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-  g_freeString = reinterpret_cast<FreeStringFn>(dlsym(module, "SysFreeString"));
+  g_freeString = FindFreeString(module);
   if (!getClassObject || !g_freeString) {
     *detail = std::string("the module exports no ") + (getClassObject ? "SysFreeString" : "DllGetClassObject");
     return HRESULT_FROM_WIN32(127);  // procedure not found

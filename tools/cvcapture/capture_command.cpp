@@ -73,6 +73,28 @@ void PrintProgress(const TCaptureStats& stats, const TCaptureOutputs& outputs) {
   std::fflush(stderr);
 }
 
+void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, double seconds) {
+  char wall[48];
+  std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
+  PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
+  if (outputs.HasVideo())
+    PrintLine("video: " + ToUtf8(outputs.File("video.y4m").wstring()) + "  " + std::to_string(outputs.VideoFrames()) +
+              " frames  " + outputs.VideoHeader());
+  else
+    PrintLine("video: none");
+  if (outputs.SkippedPictures() > 0)
+    PrintLine("pictures left out (size or layout changed): " + std::to_string(outputs.SkippedPictures()));
+  if (outputs.HasAudio()) {
+    char peak[32];
+    std::snprintf(peak, sizeof peak, "%.3f", outputs.AudioPeak());
+    PrintLine("audio: " + ToUtf8(outputs.File("audio.wav").wstring()) + "  " + std::to_string(outputs.AudioSamples()) +
+              " samples  " + std::to_string(outputs.AudioFormat().channels) + " ch " +
+              std::to_string(outputs.AudioFormat().sampleRate) + " Hz  peak " + peak);
+  } else {
+    PrintLine("audio: none");
+  }
+}
+
 }  // namespace
 
 int RunCapture(IUnknown* object, const TCommand& c) {
@@ -163,25 +185,7 @@ int RunCapture(IUnknown* object, const TCommand& c) {
   last.Reset();
   filesOk = outputs.Finish() && filesOk;
 
-  char wall[48];
-  std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
-  PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
-  if (outputs.HasVideo())
-    PrintLine("video: " + ToUtf8(outputs.File("video.y4m").wstring()) + "  " + std::to_string(outputs.VideoFrames()) +
-              " frames  " + outputs.VideoHeader());
-  else
-    PrintLine("video: none");
-  if (outputs.SkippedPictures() > 0)
-    PrintLine("pictures left out (size or layout changed): " + std::to_string(outputs.SkippedPictures()));
-  if (outputs.HasAudio()) {
-    char peak[32];
-    std::snprintf(peak, sizeof peak, "%.3f", outputs.AudioPeak());
-    PrintLine("audio: " + ToUtf8(outputs.File("audio.wav").wstring()) + "  " + std::to_string(outputs.AudioSamples()) +
-              " samples  " + std::to_string(outputs.AudioFormat().channels) + " ch " +
-              std::to_string(outputs.AudioFormat().sampleRate) + " Hz  peak " + peak);
-  } else {
-    PrintLine("audio: none");
-  }
+  PrintSummary(stats, outputs, seconds);
   if (failure != S_OK) return ReportFailure(failedStep, failure);
   if (!filesOk) return ReportFailure("writing to " + ToUtf8(c.outDir), E_FAIL);
   return 0;

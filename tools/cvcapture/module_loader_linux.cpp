@@ -55,8 +55,8 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   if (!module) return HRESULT_FROM_WIN32(126);  // module not found
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
   g_freeString = FindFreeString(module);
-  if (!getClassObject || !g_freeString) {
-    *detail = std::string("the module exports no ") + (getClassObject ? "SysFreeString" : "DllGetClassObject");
+  if (!getClassObject) {
+    *detail = "the module exports no DllGetClassObject";
     return HRESULT_FROM_WIN32(127);  // procedure not found
   }
   IClassFactory* factory = nullptr;
@@ -71,6 +71,8 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   return hr;
 }
 
+// A module that keeps SysFreeString to itself leaves its strings to the end of this short-lived process:
+// freeing them with another allocator than the module's would be worse than keeping them.
 void FreeModuleString(BSTR text) {
   if (text && g_freeString) g_freeString(text);
 }

@@ -40,12 +40,17 @@ class ServerRegistrationTest : public ::testing::Test {
  protected:
   void SetUp() override {
     saved_ = cvplat::ThreadLocaleGet();
+    // The system may report the default as the language it stands for rather than as 0x800.
+    cvplat::ThreadLocaleSet(cvplat::kLocaleSystemDefault);
+    systemDefault = cvplat::ThreadLocaleGet();
+    ASSERT_NE(systemDefault, kUserLocale);
     cvplat::ThreadLocaleSet(kUserLocale);
   }
   void TearDown() override { cvplat::ThreadLocaleSet(saved_); }
 
   RecordingRegistrar registrar;
   ServerRegistration registration{registrar};
+  uint32_t systemDefault = 0;
 
  private:
   uint32_t saved_ = 0;
@@ -59,7 +64,7 @@ TEST_F(ServerRegistrationTest, WritesMachineWideUnderTheSystemLocaleAndRestoresI
   EXPECT_FALSE(registrar.calls[1].registering);
   for (const Call& call : registrar.calls) {
     EXPECT_EQ(call.scope, ComRegistrationScope::kMachine);
-    EXPECT_EQ(call.locale, cvplat::kLocaleSystemDefault);
+    EXPECT_EQ(call.locale, systemDefault);
   }
   EXPECT_EQ(cvplat::ThreadLocaleGet(), kUserLocale);
 

@@ -90,8 +90,8 @@ INSTANTIATE_TEST_SUITE_P(Roots, ComRegistrationTest,
                          ::testing::Values(Scoped{ComRegistrationScope::kMachine, HKEY_CLASSES_ROOT, L""},
                                            Scoped{ComRegistrationScope::kUser, HKEY_CURRENT_USER,
                                                   L"Software\\Classes\\"}),
-                         [](const ::testing::TestParamInfo<Scoped>& info) {
-                           return info.param.scope == ComRegistrationScope::kMachine ? "Machine" : "User";
+                         [](const ::testing::TestParamInfo<Scoped>& param) {
+                           return param.param.scope == ComRegistrationScope::kMachine ? "Machine" : "User";
                          });
 
 TEST(ComRegistrationArgs, RefusesIncompleteKeys) {

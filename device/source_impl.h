@@ -1,17 +1,19 @@
 // ITSourceImpl: the reading faces of the device object (ICVSource_I, and the inner ITSource_I) over one
-// TFrameSource. The object class T supplies IUnknown and hands in the host that the source calls back.
-// The operations that tie a source to client processes are not offered yet: they answer E_NOTIMPL.
+// TFrameSource, and the inner ICVExternal that ties the source to client processes. The object class T
+// supplies IUnknown and hands in the host that the source calls back.
 #pragma once
 
 #include "CVDeviceSCR.h"
+#include "device/external_impl.h"
 #include "device/frame_source.h"
 #include "platform/device_platform.h"
 
 template <class T>
-class ITSourceImpl : public ICVSource_I, public ITSource_I {
+class ITSourceImpl : public ICVSource_I, public ITSource_I, public ICVExternalImpl {
  public:
-  // `platform` outlives the source: the device holds it for its whole life.
-  ITSourceImpl(ISourceHost* host, const cvplat::DevicePlatform& /*platform*/) : source_(host) {}
+  // `platform` outlives the source: the device holds it for its whole life. Its process seam is needed.
+  ITSourceImpl(ISourceHost* host, const cvplat::DevicePlatform& platform)
+      : ICVExternalImpl(platform.processes), source_(host) {}
   virtual ~ITSourceImpl() = default;
 
   // ---- ICVSource_I ----
@@ -27,9 +29,9 @@ class ITSourceImpl : public ICVSource_I, public ITSource_I {
   HRESULT STDMETHODCALLTYPE SourceReaderClose(int64_t readerId) override {
     return source_.SourceReaderClose(readerId);
   }
-  HRESULT STDMETHODCALLTYPE SourceProcessAttach(uint32_t) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SourceProcessDetach(uint32_t) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SourceProcessCheck(int64_t*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SourceProcessAttach(uint32_t processId) override { return ProcessAttach(processId); }
+  HRESULT STDMETHODCALLTYPE SourceProcessDetach(uint32_t processId) override { return ProcessDetach(processId); }
+  HRESULT STDMETHODCALLTYPE SourceProcessCheck(int64_t* event) override { return ProcessCheck(event); }
   HRESULT STDMETHODCALLTYPE SourceLastFormatGet(TAvProps* props) override {
     return source_.SourceLastFormatGet(props);
   }
@@ -49,6 +51,7 @@ class ITSourceImpl : public ICVSource_I, public ITSource_I {
     return source_.Source_PutFrame(frame, defaultPutWait, maxWait, readerCount, waitCount);
   }
   ITSource_I* InnerSource() { return this; }
+  ICVExternal* InnerExternal() { return this; }
 
  protected:
   TFrameSource& Source() { return source_; }

@@ -64,11 +64,39 @@ TEST(SourceFaces, ReadsThroughBothTablesReachTheSameReaders) {
 
   TAvProps props{};
   EXPECT_EQ(outer->SourceLastFormatGet(&props), S_OK);
-  EXPECT_EQ(outer->SourceProcessAttach(1), E_NOTIMPL);
   EXPECT_EQ(inner->SourceReaderClose(id), S_OK);
   EXPECT_EQ(host.closes, 1);
   // With no reader left the shared one is made anew, and fails quietly on the inner face.
   EXPECT_EQ(inner->SourceFrameGet(0, &hostFrame, 0), S_FALSE);
+}
+
+TEST(SourceFaces, ProcessOperationsOfBothTablesReachOneWatch) {
+  TFakeSourceHost host;
+  TSourceObject object(&host);
+  ICVSource_I* outer = &object;
+  ITSource_I* inner = object.InnerSource();
+  ICVExternal* external = object.InnerExternal();
+  uint32_t self = 0;
+  ASSERT_EQ(external->ProcessIdGet(&self), S_OK);
+
+  int64_t outerEvent = 0;
+  int64_t innerEvent = 0;
+  EXPECT_EQ(outer->SourceProcessCheck(&outerEvent), S_FALSE);
+  EXPECT_EQ(inner->SourceProcessCheck(&innerEvent), S_FALSE);
+  EXPECT_NE(outerEvent, 0);
+  EXPECT_EQ(innerEvent, outerEvent);
+
+  EXPECT_EQ(outer->SourceProcessAttach(self), S_OK);
+  EXPECT_EQ(inner->SourceProcessAttach(self), S_FALSE);
+  EXPECT_EQ(external->ProcessCheck(nullptr), S_OK);
+  EXPECT_EQ(inner->SourceProcessDetach(self), S_OK);
+  EXPECT_EQ(outer->SourceProcessCheck(nullptr), S_OK);
+  EXPECT_EQ(outer->SourceProcessDetach(self), S_OK);
+  EXPECT_EQ(inner->SourceProcessDetach(self), CV_E_NOT_FOUND);
+  EXPECT_EQ(outer->SourceProcessCheck(nullptr), S_FALSE);
+  // The watch is inner: the object doesn't answer for it.
+  void* asked = nullptr;
+  EXPECT_EQ(object.QueryInterface(IID_ICVExternal, &asked), E_NOINTERFACE);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "platform/process_watch.h"
 #include "platform/settings_store.h"
 
 namespace cvplat {
@@ -12,12 +13,14 @@ namespace cvplat {
 struct DevicePlatform {
   // Where the per-user settings live.
   std::shared_ptr<ISettingsStore> settings;
+  // The processes a source can be tied to (the client processes of a host).
+  std::shared_ptr<IProcessWatch> processes;
 };
 
 // The real machine: the registry on Windows, the settings files on Linux.
 std::shared_ptr<const DevicePlatform> NativeDevicePlatform();
 
-// Simulated seams for tests: settings in memory, empty at first.
+// Simulated seams for tests: settings in memory, empty at first; scripted processes, only this one running.
 std::shared_ptr<DevicePlatform> SimDevicePlatform();
 
 }  // namespace cvplat

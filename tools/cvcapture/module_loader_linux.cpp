@@ -6,18 +6,11 @@
 
 #include "tools/cvcapture/module_loader.h"
 
-// The header names these for every host; a host on Linux has no system library that defines them.
-const IID IID_IUnknown = {0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
-const IID IID_IClassFactory = {0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
-
 namespace {
 
 constexpr const char* kModuleName = "libCVDeviceSCR.so";
 
 using GetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
-using FreeStringFn = void (*)(BSTR);
-
-FreeStringFn g_freeString = nullptr;
 
 std::string ExecutableFolder() {
   char path[PATH_MAX];
@@ -38,14 +31,6 @@ void* OpenModule(std::string* detail) {
   return nullptr;
 }
 
-// The header declares SysFreeString as a C++ function, so the module exports it under its mangled name;
-// a C name is taken first should the module ever give one.
-FreeStringFn FindFreeString(void* module) {
-  for (const char* name : {"SysFreeString", "_Z13SysFreeStringPw"})
-    if (void* entry = dlsym(module, name)) return reinterpret_cast<FreeStringFn>(entry);
-  return nullptr;
-}
-
 }  // namespace
 
 HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
@@ -54,7 +39,6 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   if (!module) module = OpenModule(detail);
   if (!module) return HRESULT_FROM_WIN32(126);  // module not found
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-  g_freeString = FindFreeString(module);
   if (!getClassObject) {
     *detail = "the module exports no DllGetClassObject";
     return HRESULT_FROM_WIN32(127);  // procedure not found
@@ -71,11 +55,10 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   return hr;
 }
 
-// A module that keeps SysFreeString to itself leaves its strings to the end of this short-lived process:
-// freeing them with another allocator than the module's would be worse than keeping them.
-void FreeModuleString(BSTR text) {
-  if (text && g_freeString) g_freeString(text);
-}
+// The module shows nothing but its entries. Its counted strings are blocks of the process's C heap laid
+// out as the header says, so the host's own copy of the counted-string runtime frees them, as the
+// system's does on Windows.
+void FreeModuleString(BSTR text) { SysFreeString(text); }
 
 HRESULT EnterComponentRuntime() { return S_OK; }
 void LeaveComponentRuntime() {}

@@ -1,5 +1,6 @@
 #include "platform/device_platform.h"
 
+#include "platform/sim/desktop_sim.h"
 #include "platform/sim/settings_memory.h"
 
 namespace cvplat {
@@ -7,12 +8,18 @@ namespace cvplat {
 std::shared_ptr<const DevicePlatform> NativeDevicePlatform() {
   auto platform = std::make_shared<DevicePlatform>();
   platform->settings = CreateUserSettingsStore();
+  // Asked once: neither the module nor its process changes while the process lives.
+  static const ModuleInfo module = CurrentModuleInfo();
+  platform->module = module;
+  platform->listWindows = ListTopWindows;
   return platform;
 }
 
 std::shared_ptr<DevicePlatform> SimDevicePlatform() {
   auto platform = std::make_shared<DevicePlatform>();
   platform->settings = CreateMemorySettingsStore();
+  platform->module = SimModuleInfo();
+  platform->listWindows = SimTopWindows;
   return platform;
 }
 

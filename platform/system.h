@@ -16,6 +16,11 @@ void ProcessHeapFree(void* block);
 HRESULT EnterMultithreadedApartment();
 void LeaveApartment();
 
+// The free-threaded marshaler aggregated by `outer`: the object's interfaces may then be used from any
+// apartment without a proxy. On a platform without the component runtime there is nothing to marshal:
+// S_OK with a null *marshaler.
+HRESULT CreateFreeThreadedMarshaler(IUnknown* outer, IUnknown** marshaler);
+
 // A warning for a person: a system-modal message box on Windows, a line on standard error on Linux.
 void ShowSystemWarning(const wchar_t* caption, const wchar_t* text);
 

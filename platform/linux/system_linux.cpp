@@ -14,6 +14,12 @@ void ProcessHeapFree(void* block) { std::free(block); }
 HRESULT EnterMultithreadedApartment() { return S_OK; }
 void LeaveApartment() {}
 
+HRESULT CreateFreeThreadedMarshaler(IUnknown*, IUnknown** marshaler) {
+  if (!marshaler) return E_POINTER;
+  *marshaler = nullptr;
+  return S_OK;
+}
+
 namespace {
 
 void AppendUtf8(std::string& out, const wchar_t* text) {

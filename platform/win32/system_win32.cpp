@@ -13,6 +13,12 @@ void ProcessHeapFree(void* block) {
 HRESULT EnterMultithreadedApartment() { return CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
 void LeaveApartment() { CoUninitialize(); }
 
+HRESULT CreateFreeThreadedMarshaler(IUnknown* outer, IUnknown** marshaler) {
+  if (!marshaler) return E_POINTER;
+  *marshaler = nullptr;
+  return CoCreateFreeThreadedMarshaler(outer, marshaler);
+}
+
 void ShowSystemWarning(const wchar_t* caption, const wchar_t* text) {
   MessageBoxW(nullptr, text, caption, MB_OK | MB_ICONWARNING | MB_SYSTEMMODAL);
 }

@@ -6,18 +6,6 @@
 
 namespace {
 
-// deviceLock for a scope.
-class DeviceLocked {
- public:
-  explicit DeviceLocked(cvplat::CriticalSection& lock) : lock_(lock) { lock_.Enter(); }
-  ~DeviceLocked() { lock_.Leave(); }
-  DeviceLocked(const DeviceLocked&) = delete;
-  DeviceLocked& operator=(const DeviceLocked&) = delete;
-
- private:
-  cvplat::CriticalSection& lock_;
-};
-
 BSTR CopyText(const wchar_t* text) { return SysAllocString(text ? text : L""); }
 
 BSTR CopyText(const std::wstring& text) { return SysAllocStringLen(text.data(), static_cast<UINT>(text.size())); }
@@ -34,19 +22,19 @@ ICVDeviceImpl_Capture::~ICVDeviceImpl_Capture() {
 }
 
 void ICVDeviceImpl_Capture::DeviceAdd(const wchar_t* name, ICaptureEngine* engine) {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   if (!engine || FindRow(name) >= 0) return;
   deviceNames.push_back(CopyText(name));
   deviceEngines.emplace_back(engine);
 }
 
 int32_t ICVDeviceImpl_Capture::DeviceRows() {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   return static_cast<int32_t>(deviceEngines.size());
 }
 
 bool ICVDeviceImpl_Capture::DeviceSelectFirst() {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   for (int32_t i = 0; i < static_cast<int32_t>(deviceEngines.size()); ++i) {
     if (SUCCEEDED(DeviceSelect(kDeviceKindVideo, i, nullptr))) return true;
   }
@@ -77,7 +65,7 @@ void ICVDeviceImpl_Capture::MergeProps(LPCOLESTR props) {
 
 HRESULT ICVDeviceImpl_Capture::DeviceCount(int32_t deviceKind, int32_t* count) {
   if (!count) return E_POINTER;
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   switch (deviceKind) {
     case kDeviceKindVideo:
       *count = static_cast<int32_t>(deviceEngines.size());
@@ -93,7 +81,7 @@ HRESULT ICVDeviceImpl_Capture::DeviceCount(int32_t deviceKind, int32_t* count) {
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceDescribe(int32_t deviceKind, int32_t index, BSTR* name, int32_t* busy) {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   if (deviceKind == kDeviceKindVideo) {
     if (index < 0 || index >= static_cast<int32_t>(deviceEngines.size())) return CV_E_BAD_INDEX;
     if (name) *name = SysAllocStringLen(deviceNames[index], SysStringLen(deviceNames[index]));
@@ -109,7 +97,7 @@ HRESULT ICVDeviceImpl_Capture::DeviceDescribe(int32_t deviceKind, int32_t index,
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceSelect(int32_t deviceKind, int32_t index, LPCOLESTR props) {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   if (deviceKind == kDeviceKindAudio) {
     const bool on = index == 0;
     audioEnabled.store(on, std::memory_order_release);
@@ -168,7 +156,7 @@ HRESULT ICVDeviceImpl_Capture::DeviceCurrent(int32_t deviceKind, int32_t* index,
     if (text) *text = CopyText(audio ? kAudioFromVideo : kAudioNone);
     return S_OK;
   }
-  DeviceLocked lock(deviceLock);  // the table itself is read under the lock
+  cvplat::SectionLock lock(deviceLock);  // the table itself is read under the lock
   const int32_t row = SelectedRow();
   if (index) *index = row;
   if (text && row >= 0) *text = SysAllocStringLen(deviceNames[row], SysStringLen(deviceNames[row]));
@@ -176,7 +164,7 @@ HRESULT ICVDeviceImpl_Capture::DeviceCurrent(int32_t deviceKind, int32_t* index,
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceOpen(LPCOLESTR config, LPCOLESTR props) {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create(L"config");
   if (config && *config) ApplyPropsText(*node, config);
 
@@ -202,7 +190,7 @@ HRESULT ICVDeviceImpl_Capture::DeviceOpen(LPCOLESTR config, LPCOLESTR props) {
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceClose() {
-  DeviceLocked lock(deviceLock);
+  cvplat::SectionLock lock(deviceLock);
   TRefPtr<ICaptureEngine> engine = currentEngine.Get();
   if (!engine) return S_FALSE;
   return engine->Close();

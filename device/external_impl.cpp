@@ -7,17 +7,6 @@ namespace {
 
 constexpr uint32_t kWatchPeriodMs = 200;
 
-class TWatchLocked {
- public:
-  explicit TWatchLocked(cvplat::CriticalSection& lock) : lock_(lock) { lock_.Enter(); }
-  ~TWatchLocked() { lock_.Leave(); }
-  TWatchLocked(const TWatchLocked&) = delete;
-  TWatchLocked& operator=(const TWatchLocked&) = delete;
-
- private:
-  cvplat::CriticalSection& lock_;
-};
-
 }  // namespace
 
 ICVExternalImpl::ICVExternalImpl(std::shared_ptr<cvplat::IProcessWatch> processes)
@@ -25,12 +14,12 @@ ICVExternalImpl::ICVExternalImpl(std::shared_ptr<cvplat::IProcessWatch> processe
 
 ICVExternalImpl::~ICVExternalImpl() {
   {
-    TWatchLocked lock(watchLock);
+    cvplat::SectionLock lock(watchLock);
     stopWatching = true;
   }
   // Not under watchLock: the loop takes it for each check.
   watchThread.Stop(cvplat::kInfinite);
-  TWatchLocked lock(watchLock);
+  cvplat::SectionLock lock(watchLock);
   for (auto& entry : watchedProcesses) processes_->Close(entry.second.process);
   watchedProcesses.clear();
   cvplat::CloseKernelHandle(allGoneEvent);
@@ -54,7 +43,7 @@ void ICVExternalImpl::EraseLocked(std::map<uint32_t, TWatchedProcess>::iterator 
 }
 
 HRESULT ICVExternalImpl::ProcessAttach(uint32_t processId) {
-  TWatchLocked lock(watchLock);
+  cvplat::SectionLock lock(watchLock);
   EnsureEventLocked();
   if (allGoneEvent) cvplat::ResetEventObject(allGoneEvent);
 
@@ -78,7 +67,7 @@ HRESULT ICVExternalImpl::ProcessAttach(uint32_t processId) {
 }
 
 HRESULT ICVExternalImpl::ProcessDetach(uint32_t processId) {
-  TWatchLocked lock(watchLock);
+  cvplat::SectionLock lock(watchLock);
   auto it = watchedProcesses.find(processId);
   if (it == watchedProcesses.end()) return CV_E_NOT_FOUND;
   if (--it->second.count < 1) EraseLocked(it);
@@ -87,7 +76,7 @@ HRESULT ICVExternalImpl::ProcessDetach(uint32_t processId) {
 }
 
 HRESULT ICVExternalImpl::ProcessCheck(int64_t* allGone) {
-  TWatchLocked lock(watchLock);
+  cvplat::SectionLock lock(watchLock);
   for (auto it = watchedProcesses.begin(); it != watchedProcesses.end();) {
     if (stopWatching || !processes_->StillRunning(it->second.process)) {
       auto gone = it++;
@@ -118,7 +107,7 @@ void ICVExternalImpl::WatchLoop() {
     // The check and the decision to leave are one step under watchLock, so that an attach in between
     // either finds processes for this loop or knows that it must start another. The call is bound here,
     // not through the table: the owner's destructor rewrites the table pointer while this thread runs.
-    TWatchLocked lock(watchLock);
+    cvplat::SectionLock lock(watchLock);
     if (ICVExternalImpl::ProcessCheck(nullptr) == S_FALSE) {
       watchLoopEnding = true;
       return;

@@ -1,20 +1,5 @@
 #include "device/frame_reader.h"
 
-namespace {
-
-class SectionGuard {
- public:
-  explicit SectionGuard(cvplat::CriticalSection& s) : s_(s) { s_.Enter(); }
-  ~SectionGuard() { s_.Leave(); }
-  SectionGuard(const SectionGuard&) = delete;
-  SectionGuard& operator=(const SectionGuard&) = delete;
-
- private:
-  cvplat::CriticalSection& s_;
-};
-
-}  // namespace
-
 TReader::TReader(int32_t capacity, bool syncReader)
     : maxFrames_(capacity < 1 ? 1u : static_cast<uint32_t>(capacity)),
       syncReader_(syncReader),
@@ -29,7 +14,7 @@ TReader::~TReader() {
 
 void TReader::Offer(ICVFrame_I* frame) {
   TRefPtr<ICVFrame_I> dropped;  // released after the lock is left
-  SectionGuard lock(readerLock_);
+  cvplat::SectionLock lock(readerLock_);
   if (closed_) return;
   queue_.emplace_back(frame);
   if (queue_.size() > maxFrames_) {
@@ -43,7 +28,7 @@ void TReader::Offer(ICVFrame_I* frame) {
 
 bool TReader::Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap) {
   std::deque<TRefPtr<ICVFrame_I>> flushed;  // released after the lock is left
-  SectionGuard lock(readerLock_);
+  cvplat::SectionLock lock(readerLock_);
   if (closed_ || queue_.empty()) return false;
   *gap = skipCount_ != 0;
   skipCount_ = 0;
@@ -61,12 +46,12 @@ bool TReader::Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap) {
 }
 
 TReader::TState TReader::State() {
-  SectionGuard lock(readerLock_);
+  cvplat::SectionLock lock(readerLock_);
   return {static_cast<uint32_t>(queue_.size()), maxFrames_, skipCount_, syncReader_};
 }
 
 void TReader::Close() {
-  SectionGuard lock(readerLock_);
+  cvplat::SectionLock lock(readerLock_);
   closed_ = true;
   SignalFrames(true);
   SignalRoom(true);

@@ -98,16 +98,7 @@ class TCaptureBase : public AutoObjBase<T, Root> {
   ~TCaptureBase() override { SysFreeString(engineName); }
 
   // engineLock held for a scope.
-  class Locked {
-   public:
-    explicit Locked(cvplat::CriticalSection& lock) : lock_(lock) { lock_.Enter(); }
-    ~Locked() { lock_.Leave(); }
-    Locked(const Locked&) = delete;
-    Locked& operator=(const Locked&) = delete;
-
-   private:
-    cvplat::CriticalSection& lock_;
-  };
+  using Locked = cvplat::SectionLock;
 
   // Init as every engine does it: binds the tree; 1 when the engine was open already (the tree is
   // replaced all the same), E_FAIL for an empty tree.

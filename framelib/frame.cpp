@@ -5,17 +5,6 @@
 
 #include "framelib/picture_layout.h"
 
-class TFrame::Guard {
- public:
-  explicit Guard(cvplat::CriticalSection& lock) : lock_(lock) { lock_.Enter(); }
-  ~Guard() { lock_.Leave(); }
-  Guard(const Guard&) = delete;
-  Guard& operator=(const Guard&) = delete;
-
- private:
-  cvplat::CriticalSection& lock_;
-};
-
 TFrame::TFrame() : props_{}, time_{} {
   time_.startTime = kNoTime;
   time_.endTime = kNoTime;

@@ -69,7 +69,7 @@ class TFrame final : public ICVFrame_I, public ICVFrame, public ICVNamedValues {
   TFrame(const TFrame&) = delete;
   TFrame& operator=(const TFrame&) = delete;
 
-  class Guard;
+  using Guard = cvplat::SectionLock;
 
   std::atomic<ULONG> refs_{1};
   cvplat::CriticalSection lock_;

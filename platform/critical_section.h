@@ -23,4 +23,16 @@ class CriticalSection {
   alignas(16) unsigned char storage_[64];
 };
 
+// Holds a critical section for a scope.
+class SectionLock {
+ public:
+  explicit SectionLock(CriticalSection& section) : section_(section) { section_.Enter(); }
+  ~SectionLock() { section_.Leave(); }
+  SectionLock(const SectionLock&) = delete;
+  SectionLock& operator=(const SectionLock&) = delete;
+
+ private:
+  CriticalSection& section_;
+};
+
 }  // namespace cvplat

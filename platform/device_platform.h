@@ -3,10 +3,14 @@
 // built over the simulated seams, so a device never reaches the machine behind their back.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <vector>
 
+#include "platform/module_info.h"
 #include "platform/process_watch.h"
 #include "platform/settings_store.h"
+#include "platform/window_list.h"
 
 namespace cvplat {
 
@@ -15,12 +19,17 @@ struct DevicePlatform {
   std::shared_ptr<ISettingsStore> settings;
   // The processes a source can be tied to (the client processes of a host).
   std::shared_ptr<IProcessWatch> processes;
+  // This module and its host process, for the read-only keys of the properties; fixed for the process.
+  ModuleInfo module;
+  // The top-level windows a host may follow, listed afresh on each call from a host thread.
+  std::function<std::vector<TopWindow>()> listWindows;
 };
 
 // The real machine: the registry on Windows, the settings files on Linux.
 std::shared_ptr<const DevicePlatform> NativeDevicePlatform();
 
-// Simulated seams for tests: settings in memory, empty at first; scripted processes, only this one running.
+// Simulated seams for tests: settings in memory, empty at first; scripted processes, only this one
+// running; the fixed module and windows of platform/sim/desktop_sim.h.
 std::shared_ptr<DevicePlatform> SimDevicePlatform();
 
 }  // namespace cvplat

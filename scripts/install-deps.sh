@@ -4,7 +4,7 @@
 set -euo pipefail
 job=${1:?usage: install-deps.sh run|test}
 
-run_pkgs=(cmake ninja-build g++ ccache pkg-config)
+run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev)
 test_pkgs=("${run_pkgs[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine

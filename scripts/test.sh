@@ -59,6 +59,10 @@ for preset in linux linux-asan linux-tsan linux-fuzz win64 win32; do
     win32) echo "win32: built; not run (no 32-bit Windows runtime here)" ;;
     win64)
       echo "== test $preset (Wine)"
+      # The prefix is made once, before CTest lists every program's tests through it.
+      WINEPREFIX="$root/build/win64/wineprefix" bash scripts/with-xvfb.sh bash scripts/wine-run.sh \
+        "$root/build/win64/platform/platform_tests.exe" --gtest_list_tests >/dev/null \
+        || echo "wine-run: the Wine prefix could not be prepared" >&2
       bash scripts/with-xvfb.sh ctest --preset "$preset" -j"$jobs" 2>&1 | tee "$logs/test-$preset.log"
       WINEPREFIX="$root/build/win64/wineprefix" wineserver -k >/dev/null 2>&1 || true
       count "$logs/test-$preset.log" "$preset" ;;

@@ -44,4 +44,19 @@ if "$WINESERVER" -p"${WINE_PERSIST_SECONDS:-30}" </dev/null >/dev/null 2>&1; the
 fi
 flock -u 9
 exec 9>&-
+# Listing a program's tests has no side effects, so a listing that a Wine hiccup ends without output
+# (seen once while a fresh prefix settled) is tried again rather than failing the whole CTest run.
+for arg in "$@"; do
+  if [ "$arg" = --gtest_list_tests ]; then
+    for attempt in 1 2 3; do
+      if listing=$("$WINE" "$@"); then
+        printf '%s\n' "$listing"
+        exit 0
+      fi
+      echo "wine-run: listing the tests of $1 failed (attempt $attempt)" >&2
+      sleep 2
+    done
+    exit 1
+  fi
+done
 exec "$WINE" "$@"

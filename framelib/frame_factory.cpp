@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <type_traits>
 
 #include "framelib/frame.h"
 #include "framelib/picture_layout.h"
@@ -131,12 +132,16 @@ class TFrameFactory final : public ICVFactory {
   std::atomic<ULONG> refs_{0};
 };
 
+// The factory outlives its last user only because destroying it is a no-op.
+static_assert(std::is_trivially_destructible_v<TFrameFactory>);
+
 }  // namespace
 
 ICVFactory* GetFrameFactory() {
-  // Initialised once, thread-safely, by the first caller; never destroyed, so frames released during the
-  // process's exit still find it.
-  static TFrameFactory* const factory = new TFrameFactory();
-  factory->AddRef();
-  return factory;
+  // Made once, thread-safely, by the first caller. It holds no resources and its destructor does
+  // nothing, so frames released during the process's exit still find it, and a module unloaded after
+  // use leaves nothing behind.
+  static TFrameFactory factory;
+  factory.AddRef();
+  return &factory;
 }

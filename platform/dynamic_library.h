@@ -21,8 +21,6 @@ class DynamicLibrary {
   // The entry's address, or null when the module has no such name.
   void* Symbol(const char* name) const;
   void Close();
-  // Leaves the module loaded for the rest of the process, as a host does that never unloads it.
-  void Keep() { handle_ = nullptr; }
   const std::string& Error() const { return error_; }
 
  private:

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "device/capture_device_test.h"
+#include "media/format_table.h"
 #include "media/module_lock.h"
+#include "media/video_format.h"
 #include "platform/kernel.h"
 #include "props/settings_persist.h"
 
@@ -313,6 +315,33 @@ TEST(CaptureDeviceLife, SavedSettingsAreLaidOverTheDefaultsAndWrittenBack) {
   cvplat::SettingValue value;
   for (uint32_t i = 0; key->EnumValue(i, &value) != cvplat::CV_E_SETTING_NO_MORE; ++i) ++values;
   EXPECT_GE(values, 28);
+}
+
+TEST(CaptureDeviceHostSurface, FormatAndPropsFacesWorkOnTheDeviceTheyBelongTo) {
+  TTestDevice d;
+  d.SmallAndFast();
+  int32_t rows = 0;
+  ASSERT_EQ(d.format->VideoFormatCount(kFormatKindInput, &rows), S_OK);
+  EXPECT_EQ(rows, 47);
+  ASSERT_EQ(d.format->AudioFormatCount(kFormatKindInput, &rows), S_OK);
+  EXPECT_EQ(rows, 191);
+
+  // A valid input format opens the device at once: a reader that has never read finds frames coming.
+  TVideoProps video{};
+  video.videoFormat = eTVF_HD720_50p;
+  VideoNormalise(video, false);
+  ASSERT_EQ(d.format->VideoFormatSet(kFormatKindInput, &video), S_OK);
+  EXPECT_EQ(d.format->VideoFormatSet(kFormatKindInput, &video), S_FALSE);
+  int64_t id = 0;
+  ASSERT_EQ(d.source->SourceFrameGetEx_I(&id, nullptr, 0, nullptr), S_OK);
+  ICVFrame_I* frame = nullptr;
+  ASSERT_EQ(d.source->SourceFrameGetEx_I(&id, &frame, 2 * kSecond, nullptr), S_OK);
+  frame->Release();
+
+  // The module's own keys answer in any letter case, from the platform the device was given.
+  EXPECT_EQ(d.Get(L"DLL-VERSION"), d.Get(L"dll-version"));
+  EXPECT_NE(d.Get(L"dll-version"), L"<none>");
+  EXPECT_EQ(d.Get(L"no.such.key"), L"<none>");
 }
 
 }  // namespace

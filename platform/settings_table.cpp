@@ -4,6 +4,28 @@
 
 namespace cvplat {
 
+HRESULT TableSettingsKey::SetDword(const wchar_t* name, uint32_t value) {
+  SettingValue v;
+  v.kind = SettingKind::kDword;
+  v.dword = value;
+  return SetValue(name, std::move(v));
+}
+
+HRESULT TableSettingsKey::SetQword(const wchar_t* name, uint64_t value) {
+  SettingValue v;
+  v.kind = SettingKind::kQword;
+  v.qword = value;
+  return SetValue(name, std::move(v));
+}
+
+HRESULT TableSettingsKey::SetString(const wchar_t* name, const wchar_t* text) {
+  if (!text) return E_POINTER;
+  SettingValue v;
+  v.kind = SettingKind::kString;
+  v.text = text;
+  return SetValue(name, std::move(v));
+}
+
 std::wstring FoldSettingName(const std::wstring& name) {
   std::wstring folded(name);
   for (wchar_t& c : folded)

@@ -13,6 +13,18 @@
 
 namespace cvplat {
 
+// A key kept as a table: its three typed writes are one write of a whole value, which the key's store
+// makes in its own way.
+class TableSettingsKey : public ISettingsKey {
+ public:
+  HRESULT SetDword(const wchar_t* name, uint32_t value) override;
+  HRESULT SetQword(const wchar_t* name, uint64_t value) override;
+  HRESULT SetString(const wchar_t* name, const wchar_t* text) override;
+
+ protected:
+  virtual HRESULT SetValue(const wchar_t* name, SettingValue value) = 0;
+};
+
 class SettingsTable {
  public:
   enum class EntryType {

@@ -181,7 +181,7 @@ HRESULT OpenFolder(const std::string& path, Descriptor* fd) {
   return S_OK;
 }
 
-class FileKey final : public ISettingsKey {
+class FileKey final : public TableSettingsKey {
  public:
   FileKey(int folderFd, std::string fileName, SettingsTable table, bool writable)
       : folder_(folderFd), file_(std::move(fileName)), committed_(table), table_(std::move(table)),
@@ -193,25 +193,6 @@ class FileKey final : public ISettingsKey {
 
   HRESULT EnumValue(uint32_t index, SettingValue* value) override { return table_.Enum(index, value); }
 
-  HRESULT SetDword(const wchar_t* name, uint32_t value) override {
-    SettingValue v;
-    v.kind = SettingKind::kDword;
-    v.dword = value;
-    return Set(name, std::move(v));
-  }
-  HRESULT SetQword(const wchar_t* name, uint64_t value) override {
-    SettingValue v;
-    v.kind = SettingKind::kQword;
-    v.qword = value;
-    return Set(name, std::move(v));
-  }
-  HRESULT SetString(const wchar_t* name, const wchar_t* text) override {
-    if (!text) return E_POINTER;
-    SettingValue v;
-    v.kind = SettingKind::kString;
-    v.text = text;
-    return Set(name, std::move(v));
-  }
 
   HRESULT Commit() override {
     if (pending_.empty()) return S_OK;
@@ -248,7 +229,7 @@ class FileKey final : public ISettingsKey {
   }
 
  private:
-  HRESULT Set(const wchar_t* name, SettingValue value) {
+  HRESULT SetValue(const wchar_t* name, SettingValue value) override {
     if (!name) return E_POINTER;
     if (!writable_) return E_ACCESSDENIED;
     value.name = name;

@@ -35,7 +35,7 @@ SettingsTable& CreateKey(StoreState& state, const std::wstring& folded) {
   return state.keys[folded];
 }
 
-class MemoryKey final : public ISettingsKey {
+class MemoryKey final : public TableSettingsKey {
  public:
   MemoryKey(std::shared_ptr<StoreState> state, std::wstring path, bool writable)
       : state_(std::move(state)), path_(std::move(path)), writable_(writable) {}
@@ -47,29 +47,10 @@ class MemoryKey final : public ISettingsKey {
     return key->second.Enum(index, value);
   }
 
-  HRESULT SetDword(const wchar_t* name, uint32_t value) override {
-    SettingValue v;
-    v.kind = SettingKind::kDword;
-    v.dword = value;
-    return Set(name, std::move(v));
-  }
-  HRESULT SetQword(const wchar_t* name, uint64_t value) override {
-    SettingValue v;
-    v.kind = SettingKind::kQword;
-    v.qword = value;
-    return Set(name, std::move(v));
-  }
-  HRESULT SetString(const wchar_t* name, const wchar_t* text) override {
-    if (!text) return E_POINTER;
-    SettingValue v;
-    v.kind = SettingKind::kString;
-    v.text = text;
-    return Set(name, std::move(v));
-  }
   HRESULT Commit() override { return S_OK; }  // each write is made at once
 
  private:
-  HRESULT Set(const wchar_t* name, SettingValue value) {
+  HRESULT SetValue(const wchar_t* name, SettingValue value) override {
     if (!name) return E_POINTER;
     if (!writable_) return E_ACCESSDENIED;
     value.name = name;

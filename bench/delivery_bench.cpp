@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/latency_stats.h"
 #include "device/frame_source.h"
 #include "framelib/frame_factory.h"
 #include "media/colour_formats.h"
@@ -26,24 +27,6 @@ class BenchHost final : public ISourceHost {
  private:
   XMLParse::XMLNodePtr root_ = XMLParse::CoXMLNode::Create(L"t-props");
 };
-
-struct Stats {
-  double median_us;
-  double p99_us;
-};
-
-Stats Summarise(std::vector<double> samples) {
-  std::sort(samples.begin(), samples.end());
-  auto at = [&](double q) {
-    size_t i = static_cast<size_t>(q * static_cast<double>(samples.size() - 1) + 0.5);
-    return samples[std::min(i, samples.size() - 1)];
-  };
-  return {at(0.5), at(0.99)};
-}
-
-double Us(int64_t ticks) {
-  return static_cast<double>(ticks) * 1e6 / static_cast<double>(cvplat::PerformanceFrequency());
-}
 
 // A 1280 x 720 frame: delivery never copies it, so the size only matters to the readers' clones.
 TRefPtr<ICVFrame_I> MakeFrame(int64_t n) {

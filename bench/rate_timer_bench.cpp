@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench/latency_stats.h"
 #include "framelib/frame_factory.h"
 #include "media/rate_timer.h"
 #include "media/time_math.h"
@@ -16,25 +17,6 @@
 #include "platform/system.h"
 
 namespace {
-
-struct Stats {
-  double median_us;
-  double p99_us;
-  double max_us;
-};
-
-Stats Summarise(std::vector<double> samples) {
-  std::sort(samples.begin(), samples.end());
-  auto at = [&](double q) {
-    size_t i = static_cast<size_t>(q * static_cast<double>(samples.size() - 1) + 0.5);
-    return samples[std::min(i, samples.size() - 1)];
-  };
-  return {at(0.5), at(0.99), samples.back()};
-}
-
-double Us(int64_t ticks) {
-  return static_cast<double>(ticks) * 1e6 / static_cast<double>(cvplat::PerformanceFrequency());
-}
 
 // Deviations in microseconds (positive: released late) of `frames` frames paced at `fps`.
 std::vector<double> Pace(double fps, int frames) {

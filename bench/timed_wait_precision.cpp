@@ -7,30 +7,12 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench/latency_stats.h"
 #include "media/timed_wait.h"
 #include "platform/kernel.h"
 #include "platform/system.h"
 
 namespace {
-
-struct Stats {
-  double median_us;
-  double p99_us;
-  double max_us;
-};
-
-Stats Summarise(std::vector<double> samples) {
-  std::sort(samples.begin(), samples.end());
-  auto at = [&](double q) {
-    size_t i = static_cast<size_t>(q * static_cast<double>(samples.size() - 1) + 0.5);
-    return samples[std::min(i, samples.size() - 1)];
-  };
-  return {at(0.5), at(0.99), samples.back()};
-}
-
-double Us(int64_t ticks) {
-  return static_cast<double>(ticks) * 1e6 / static_cast<double>(cvplat::PerformanceFrequency());
-}
 
 // Overshoot of a TTimedWait of `timeout` (100 ns) on an event that never fires.
 Stats TimerWait(int64_t timeout, int rounds) {

@@ -8,17 +8,6 @@ namespace XMLParse {
 
 namespace {
 
-template <class F>
-HRESULT Guarded(F body) {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-}
-
-std::wstring_view Arg(LPCOLESTR text) { return text ? std::wstring_view(text, BoundedLength(text)) : std::wstring_view(); }
-
 // A present field goes out as S_OK; a field the entry lacks goes out as a null string and S_FALSE.
 HRESULT GiveField(const std::optional<std::wstring>& field, BSTR* out) {
   if (!field) {
@@ -41,7 +30,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::InfoCount(LONG* count) {
 HRESULT STDMETHODCALLTYPE CoXMLNode::InfoName(LONG index, BSTR* name) {
   if (index < 0) return E_INVALIDARG;
   if (!name) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::wstring text;
     const HRESULT hr = InfoEntryName(*this, static_cast<int32_t>(index), text);
     if (hr != S_OK) return hr;
@@ -53,9 +42,9 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::InfoName(LONG index, BSTR* name) {
 HRESULT STDMETHODCALLTYPE CoXMLNode::InfoField(LPCOLESTR path, LONG field, BSTR* value) {
   if (!path || !*path || field < 0 || field >= kInfoFieldCount) return E_INVALIDARG;
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::optional<std::wstring> text;
-    if (!ReadInfoField(*this, Arg(path), static_cast<int32_t>(field), text)) return S_FALSE;
+    if (!ReadInfoField(*this, ComArg(path), static_cast<int32_t>(field), text)) return S_FALSE;
     return GiveField(text, value);
   });
 }
@@ -64,9 +53,9 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::InfoOptionField(LPCOLESTR path, LPCOLESTR o
                                                      BSTR* value) {
   if (!path || !*path || !option || !*option) return E_INVALIDARG;
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::optional<std::wstring> text;
-    if (!ReadInfoOption(*this, Arg(path), Arg(option), Arg(fieldName), text)) return S_FALSE;
+    if (!ReadInfoOption(*this, ComArg(path), ComArg(option), ComArg(fieldName), text)) return S_FALSE;
     return GiveField(text, value);
   });
 }

@@ -3,23 +3,13 @@
 #include <new>
 #include <string>
 
+#include "props/tree_alloc.h"
 #include "props/xml_node.h"
 #include "props/xml_writer.h"
 
 namespace XMLParse {
 
 namespace {
-
-template <class F>
-HRESULT Guarded(F body) {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-}
-
-std::wstring_view Arg(LPCOLESTR text) { return text ? std::wstring_view(text, BoundedLength(text)) : std::wstring_view(); }
 
 HRESULT GiveString(std::wstring_view text, BSTR* out) {
   *out = TreeAllocString(text);
@@ -47,7 +37,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesCount(LONG* count) {
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeByIndex(LONG index, BSTR* name, BSTR* value) {
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::wstring n, v;
     if (!AttributeAt(index, &n, &v)) return CV_E_BAD_INDEX;
     if (name) *name = TreeAllocString(n);
@@ -57,7 +47,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeByIndex(LONG index, BSTR* name, BS
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeRemove(LPCOLESTR path) {
-  return RemoveAttribute(Arg(path)) ? S_OK : CV_E_NOT_FOUND;
+  return RemoveAttribute(ComArg(path)) ? S_OK : CV_E_NOT_FOUND;
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesClear() {
@@ -66,26 +56,26 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesClear() {
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeSetString(LPCOLESTR path, LPCOLESTR value) {
-  return Guarded([&] { return SetString(Arg(path), Arg(value)) ? S_OK : E_INVALIDARG; });
+  return ComGuarded([&] { return SetString(ComArg(path), ComArg(value)) ? S_OK : E_INVALIDARG; });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeSetBool(LPCOLESTR path, BOOL value) {
-  return Guarded([&] { return SetBool(Arg(path), value != 0) ? S_OK : E_INVALIDARG; });
+  return ComGuarded([&] { return SetBool(ComArg(path), value != 0) ? S_OK : E_INVALIDARG; });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeSetInt(LPCOLESTR path, LONG value) {
-  return Guarded([&] { return SetInt(Arg(path), static_cast<int32_t>(value)) ? S_OK : E_INVALIDARG; });
+  return ComGuarded([&] { return SetInt(ComArg(path), static_cast<int32_t>(value)) ? S_OK : E_INVALIDARG; });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeSetDouble(LPCOLESTR path, double value) {
-  return Guarded([&] { return SetDouble(Arg(path), value) ? S_OK : E_INVALIDARG; });
+  return ComGuarded([&] { return SetDouble(ComArg(path), value) ? S_OK : E_INVALIDARG; });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetOrDefault(LPCOLESTR path, BOOL* present, BSTR* value) {
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     bool found = false;
-    std::wstring text = GetString(Arg(path), {}, &found);
+    std::wstring text = GetString(ComArg(path), {}, &found);
     if (present) *present = found ? 1 : 0;
     if (found) return GiveString(text, value);
     // The fallback is the default of the attribute's description; without descriptions it is empty.
@@ -101,9 +91,9 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetOrDefault(LPCOLESTR path, BOOL*
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetString(LPCOLESTR path, BSTR* value) {
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     bool found = false;
-    std::wstring text = GetString(Arg(path), {}, &found);
+    std::wstring text = GetString(ComArg(path), {}, &found);
     if (!found) return CV_E_NOT_FOUND;
     return GiveString(text, value);
   });
@@ -111,47 +101,47 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetString(LPCOLESTR path, BSTR* va
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetInt(LPCOLESTR path, LONG* value) {
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     bool found = false;
-    *value = GetInt(Arg(path), 0, &found);
+    *value = GetInt(ComArg(path), 0, &found);
     return found ? S_OK : CV_E_NOT_FOUND;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetBool(LPCOLESTR path, BOOL* value) {
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     bool found = false;
-    *value = GetBool(Arg(path), false, &found) ? 1 : 0;
+    *value = GetBool(ComArg(path), false, &found) ? 1 : 0;
     return found ? S_OK : CV_E_NOT_FOUND;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributeGetDouble(LPCOLESTR path, double* value) {
   if (!value) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     bool found = false;
-    *value = GetDouble(Arg(path), 0.0, &found);
+    *value = GetDouble(ComArg(path), 0.0, &found);
     return found ? S_OK : CV_E_NOT_FOUND;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesFromText(LPCOLESTR text, LONG mode) {
   if (!text) return E_INVALIDARG;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     return ParseAttributes(text, nullptr, false, static_cast<int32_t>(mode), true) ? 1 : 0;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesToText(BSTR* text) {
   if (!text) return S_OK;
-  return Guarded([&] { return GiveString(AttributesText(), text); });
+  return ComGuarded([&] { return GiveString(AttributesText(), text); });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesClone(ITAttributes** copy) {
   if (!copy) return E_POINTER;
   *copy = nullptr;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     XMLNodePtr clone = Create(L"m_attributes");
     CopyAttributes(clone.Get(), 1);
     return SUCCEEDED(clone->QueryInterface(IID_ITAttributes, reinterpret_cast<void**>(copy))) ? S_OK
@@ -161,7 +151,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesClone(ITAttributes** copy) {
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::AttributesMerge(ITAttributes* source, LONG mode) {
   if (!source) return E_INVALIDARG;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     if (mode == 2) ClearAttributes();
     LONG count = 0;
     source->AttributesCount(&count);
@@ -184,20 +174,20 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::NodeNameGet(BSTR* name) {
     *name = emptyText_;
     return S_OK;
   }
-  return Guarded([&] { return GiveString(Name(), name); });
+  return ComGuarded([&] { return GiveString(Name(), name); });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeNameSet(LPCOLESTR name) {
   if (!name || !*name) return E_INVALIDARG;
-  return Guarded([&] {
-    Rename(Arg(name));
+  return ComGuarded([&] {
+    Rename(ComArg(name));
     return S_OK;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeTextGet(BSTR* text) {
   if (!text) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::wstring t;
     if (GetText(t)) return GiveString(t, text);
     return S_OK;
@@ -205,15 +195,15 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::NodeTextGet(BSTR* text) {
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeTextSet(LPCOLESTR text) {
-  return Guarded([&] {
-    SetText(Arg(text));
+  return ComGuarded([&] {
+    SetText(ComArg(text));
     return S_OK;
   });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodePath(BSTR* path, ITNode* stop) {
   if (!path) return E_POINTER;
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     // The stop node is matched by identity, whatever object implements it.
     IUnknown* stopIdentity = nullptr;
     if (stop) stop->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&stopIdentity));
@@ -245,7 +235,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::ChildCount(LONG* count) {
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::ChildByIndex(LONG index, BSTR* name, ITNode** child) {
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     std::wstring n;
     XMLNodePtr node = ChildAt(index, &n);
     if (!node) return CV_E_BAD_INDEX;
@@ -256,8 +246,8 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::ChildByIndex(LONG index, BSTR* name, ITNode
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::ChildAdd(LPCOLESTR path, LPCOLESTR text, ITNode** child) {
   if (!path || !*path) return E_INVALIDARG;
-  return Guarded([&]() -> HRESULT {
-    XMLNodePtr node = AddChild(Arg(path), Arg(text));
+  return ComGuarded([&]() -> HRESULT {
+    XMLNodePtr node = AddChild(ComArg(path), ComArg(text));
     if (!node) return E_FAIL;
     return GiveNode(node, child);
   });
@@ -265,8 +255,8 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::ChildAdd(LPCOLESTR path, LPCOLESTR text, IT
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::ChildFind(LPCOLESTR path, BOOL create, ITNode** child) {
   if (!path || !*path) return E_INVALIDARG;
-  return Guarded([&]() -> HRESULT {
-    XMLNodePtr node = FindChild(Arg(path), create != 0);
+  return ComGuarded([&]() -> HRESULT {
+    XMLNodePtr node = FindChild(ComArg(path), create != 0);
     if (!node) return CV_E_NOT_FOUND;
     return GiveNode(node, child);
   });
@@ -274,7 +264,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::ChildFind(LPCOLESTR path, BOOL create, ITNo
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::ChildRemove(LPCOLESTR path) {
   if (!path || !*path) return E_INVALIDARG;
-  return RemoveChild(Arg(path)) ? S_OK : S_FALSE;
+  return RemoveChild(ComArg(path)) ? S_OK : S_FALSE;
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeClear(BOOL withAttributes) {
@@ -283,7 +273,7 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::NodeClear(BOOL withAttributes) {
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeFromXML(LPCOLESTR text, BOOL takeName) {
-  return Guarded([&]() -> HRESULT {
+  return ComGuarded([&]() -> HRESULT {
     const std::wstring oldName = Name();
     const HRESULT hr = ParseElement(text, nullptr, false);
     if (!takeName) {
@@ -301,12 +291,12 @@ HRESULT STDMETHODCALLTYPE CoXMLNode::NodeFromXML(LPCOLESTR text, BOOL takeName) 
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeToXML(BSTR* xml) {
   if (!xml) return E_POINTER;
-  return Guarded([&] { return GiveString(ToXML(), xml); });
+  return ComGuarded([&] { return GiveString(ToXML(), xml); });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeClone(ITNode** copy) {
   if (!copy) return E_POINTER;
-  return Guarded([&] { return GiveNode(Clone(), copy); });
+  return ComGuarded([&] { return GiveNode(Clone(), copy); });
 }
 
 HRESULT STDMETHODCALLTYPE CoXMLNode::NodeReserved(void*, void*) { return E_NOTIMPL; }

@@ -37,6 +37,22 @@ inline size_t BoundedLength(const wchar_t* text, size_t limit = static_cast<size
   return n;
 }
 
+// A string argument of the COM surface as a view; null reads as empty.
+inline std::wstring_view ComArg(LPCOLESTR text) {
+  return text ? std::wstring_view(text, BoundedLength(text)) : std::wstring_view();
+}
+
+// Runs the body of a COM operation: a failed allocation inside comes back as E_OUTOFMEMORY, so that no
+// exception leaves the surface.
+template <class F>
+HRESULT ComGuarded(F body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+}
+
 // Owns one counted string for a scope.
 class TBstr {
  public:

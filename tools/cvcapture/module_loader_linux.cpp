@@ -10,8 +10,6 @@ namespace {
 
 constexpr const char* kModuleName = "libCVDeviceSCR.so";
 
-using GetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
-
 std::string ExecutableFolder() {
   char path[PATH_MAX];
   const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
@@ -39,20 +37,7 @@ HRESULT CreateCaptureDevice(IUnknown** device, std::string* detail) {
   if (!module) module = OpenModule(detail);
   if (!module) return HRESULT_FROM_WIN32(126);  // module not found
   auto getClassObject = reinterpret_cast<GetClassObjectFn>(dlsym(module, "DllGetClassObject"));
-  if (!getClassObject) {
-    *detail = "the module exports no DllGetClassObject";
-    return HRESULT_FROM_WIN32(127);  // procedure not found
-  }
-  IClassFactory* factory = nullptr;
-  HRESULT hr = getClassObject(CLSID_CoCVCaptureSCR, IID_IClassFactory, reinterpret_cast<void**>(&factory));
-  if (FAILED(hr) || !factory) {
-    *detail = "DllGetClassObject failed";
-    return FAILED(hr) ? hr : E_POINTER;
-  }
-  hr = factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(device));
-  factory->Release();
-  if (FAILED(hr)) *detail = "the class factory made no device";
-  return hr;
+  return CreateFromClassObject(getClassObject, kModuleName, device, detail);
 }
 
 // The module shows nothing but its entries. Its counted strings are blocks of the process's C heap laid

@@ -8,8 +8,6 @@
 
 namespace {
 
-using GetClassObjectFn = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
-
 std::wstring ExecutableFolder() {
   wchar_t path[MAX_PATH * 4];
   const DWORD n = GetModuleFileNameW(nullptr, path, static_cast<DWORD>(sizeof path / sizeof path[0]));
@@ -32,20 +30,7 @@ HRESULT CreateFromFile(IUnknown** device, std::string* detail) {
   if (!getClassObject)
     getClassObject = reinterpret_cast<GetClassObjectFn>(
         reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject@12")));
-  if (!getClassObject) {
-    *detail = "CVDeviceSCR.dll exports no DllGetClassObject";
-    return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
-  }
-  IClassFactory* factory = nullptr;
-  HRESULT hr = getClassObject(CLSID_CoCVCaptureSCR, IID_IClassFactory, reinterpret_cast<void**>(&factory));
-  if (FAILED(hr) || !factory) {
-    *detail = "DllGetClassObject failed";
-    return FAILED(hr) ? hr : E_POINTER;
-  }
-  hr = factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(device));
-  factory->Release();
-  if (FAILED(hr)) *detail = "the class factory made no device";
-  return hr;
+  return CreateFromClassObject(getClassObject, "CVDeviceSCR.dll", device, detail);
 }
 
 }  // namespace

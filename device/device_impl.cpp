@@ -132,7 +132,8 @@ HRESULT ICVDeviceImpl_Capture::DeviceSelect(int32_t deviceKind, int32_t index, L
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceCurrent(int32_t deviceKind, int32_t* index, BSTR* text) {
-  // Not under deviceLock: a host may ask while another thread opens or closes.
+  // Not under deviceLock: a host may ask while another thread opens or closes. The table itself is
+  // filled while the object is made and never changes after.
   TRefPtr<ICaptureEngine> current = currentEngine.Get();
   if (!current) {
     if (index) *index = -1;
@@ -156,7 +157,6 @@ HRESULT ICVDeviceImpl_Capture::DeviceCurrent(int32_t deviceKind, int32_t* index,
     if (text) *text = CopyText(audio ? kAudioFromVideo : kAudioNone);
     return S_OK;
   }
-  cvplat::SectionLock lock(deviceLock);  // the table itself is read under the lock
   const int32_t row = SelectedRow();
   if (index) *index = row;
   if (text && row >= 0) *text = SysAllocStringLen(deviceNames[row], SysStringLen(deviceNames[row]));

@@ -40,7 +40,8 @@ class ICVDeviceImpl_Capture : public ICVDevice {
   HRESULT STDMETHODCALLTYPE DeviceReserved2(void*, void*) override { return E_NOTIMPL; }
 
  protected:
-  // Adds a row unless the table holds the name already; the engine gets the name and the tree first.
+  // Adds a row unless the table holds the name already. Only while the object is being made: the
+  // table is read without a lock afterwards.
   void DeviceAdd(const wchar_t* name, ICaptureEngine* engine);
   int32_t DeviceRows();
   // Selects the first row that accepts; false when none does.

@@ -5,62 +5,23 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
+#include "platform/win32/registry_test_key.h"
 #include "props/catalogue.h"
 #include "props/settings_persist.h"
 #include "props/settings_persist_test.h"
 
 namespace XMLParse {
-namespace {
-
-constexpr const wchar_t* kTestRoot = L"Software\\CVDeviceSCR-persist-tests";
-
-std::wstring RandomKeyPath() {
-  std::random_device seed;
-  std::mt19937_64 random((static_cast<uint64_t>(seed()) << 32) ^ seed() ^ GetCurrentProcessId());
-  return std::wstring(kTestRoot) + L"\\" + std::to_wstring(random());
-}
-
-class RegistryHarness final : public cvplat::SettingsStoreHarness {
- public:
-  ~RegistryHarness() override {
-    RegDeleteTreeW(HKEY_CURRENT_USER, path_.c_str());
-    RegDeleteKeyW(HKEY_CURRENT_USER, kTestRoot);  // fails while another run has keys below it
-  }
-  cvplat::ISettingsStore* store() override { return store_.get(); }
-  std::wstring keyPath() override { return path_; }
-
- private:
-  std::unique_ptr<cvplat::ISettingsStore> store_ = cvplat::CreateUserSettingsStore();
-  std::wstring path_ = RandomKeyPath();
-};
-
-std::unique_ptr<cvplat::SettingsStoreHarness> MakeRegistryHarness() { return std::make_unique<RegistryHarness>(); }
-
-}  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Registry, SettingsPersist,
-                         ::testing::Values(cvplat::SettingsStoreParam{"registry", &MakeRegistryHarness}),
+                         ::testing::Values(cvplat::SettingsStoreParam{"registry", &cvplat::MakeRegistryHarness}),
                          cvplat::SettingsParamName);
 
 namespace {
 
-class SettingsPersistRegistry : public ::testing::Test {
+class SettingsPersistRegistry : public cvplat::RegistryKeyTest {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, harness_.keyPath().c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                              &raw_, nullptr),
-              ERROR_SUCCESS);
-  }
-  void TearDown() override {
-    if (raw_) RegCloseKey(raw_);
-  }
-
-  void Plant(const wchar_t* name, DWORD type, const void* data, DWORD bytes) {
-    ASSERT_EQ(RegSetValueExW(raw_, name, 0, type, static_cast<const BYTE*>(data), bytes), ERROR_SUCCESS);
-  }
   // Type and size of a value; type REG_NONE with size 0 when it is missing.
   std::pair<DWORD, DWORD> TypeOf(const wchar_t* name) {
     DWORD type = REG_NONE, bytes = 0;
@@ -75,8 +36,6 @@ class SettingsPersistRegistry : public ::testing::Test {
     return root;
   }
 
-  RegistryHarness harness_;
-  HKEY raw_ = nullptr;
 };
 
 TEST_F(SettingsPersistRegistry, WritesEachKindAndLeavesForeignValuesAlone) {

@@ -5,58 +5,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "platform/settings_store_test.h"
+#include "platform/win32/registry_test_key.h"
 
 namespace cvplat {
 namespace {
 
-constexpr const wchar_t* kTestRoot = L"Software\\CVDeviceSCR-tests";
-
-std::wstring RandomKeyPath() {
-  std::random_device seed;
-  std::mt19937_64 random((static_cast<uint64_t>(seed()) << 32) ^ seed() ^ GetCurrentProcessId());
-  return std::wstring(kTestRoot) + L"\\" + std::to_wstring(random());
-}
-
-// A key of its own for one test, deleted with everything below it at the end; the common parent goes
-// too once no test uses it.
-class RegistryHarness final : public SettingsStoreHarness {
- public:
-  ~RegistryHarness() override {
-    RegDeleteTreeW(HKEY_CURRENT_USER, path_.c_str());
-    RegDeleteKeyW(HKEY_CURRENT_USER, kTestRoot);  // fails while another run has keys below it
-  }
-  ISettingsStore* store() override { return store_.get(); }
-  std::wstring keyPath() override { return path_; }
-
- private:
-  std::unique_ptr<ISettingsStore> store_ = CreateUserSettingsStore();
-  std::wstring path_ = RandomKeyPath();
-};
-
-std::unique_ptr<SettingsStoreHarness> MakeRegistryHarness() { return std::make_unique<RegistryHarness>(); }
-
 INSTANTIATE_TEST_SUITE_P(Native, SettingsStoreContract,
                          ::testing::Values(SettingsStoreParam{"registry", &MakeRegistryHarness}), SettingsParamName);
 
-class SettingsRegistry : public ::testing::Test {
+class SettingsRegistry : public RegistryKeyTest {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, harness_.keyPath().c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                              &raw_, nullptr),
-              ERROR_SUCCESS);
-  }
-  void TearDown() override {
-    if (raw_) RegCloseKey(raw_);
-  }
-
-  void Plant(const wchar_t* name, DWORD type, const void* data, DWORD bytes) {
-    ASSERT_EQ(RegSetValueExW(raw_, name, 0, type, static_cast<const BYTE*>(data), bytes), ERROR_SUCCESS);
-  }
   // Stores the bytes as they are: RegSetValueExW may add a missing terminating zero to a text (Wine
   // does), which would hide the damage that the store must notice.
   void PlantRaw(const wchar_t* name, DWORD type, const void* data, DWORD bytes) {
@@ -96,8 +58,6 @@ class SettingsRegistry : public ::testing::Test {
     return key;
   }
 
-  RegistryHarness harness_;
-  HKEY raw_ = nullptr;
 };
 
 TEST_F(SettingsRegistry, WritesTheRegistryTypesTheLogicChose) {

@@ -63,7 +63,11 @@ for preset in linux linux-asan linux-tsan linux-fuzz win64 win32; do
       WINEPREFIX="$root/build/win64/wineprefix" bash scripts/with-xvfb.sh bash scripts/wine-run.sh \
         "$root/build/win64/platform/platform_tests.exe" --gtest_list_tests >/dev/null \
         || echo "wine-run: the Wine prefix could not be prepared" >&2
-      bash scripts/with-xvfb.sh ctest --preset "$preset" -j"$jobs" 2>&1 | tee "$logs/test-$preset.log"
+      # Wine's process exit now and then aborts in the host's loader ("Inconsistency detected by ld.so:
+      # dl-fini.c") after a test has passed; a second run tells that apart from a test that fails. The
+      # native presets run each test once.
+      bash scripts/with-xvfb.sh ctest --preset "$preset" -j"$jobs" --repeat until-pass:2 2>&1 \
+        | tee "$logs/test-$preset.log"
       WINEPREFIX="$root/build/win64/wineprefix" wineserver -k >/dev/null 2>&1 || true
       count "$logs/test-$preset.log" "$preset" ;;
     *)

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "media/auto_obj.h"
+#include "platform/auto_obj.h"
 #include "platform/cpu_gpu/programs.h"
 #include "platform/gpu.h"
 

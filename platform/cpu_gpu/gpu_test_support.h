@@ -9,7 +9,7 @@
 #include <cstring>
 #include <vector>
 
-#include "media/auto_obj.h"
+#include "platform/auto_obj.h"
 #include "platform/gpu.h"
 
 namespace cvplat::gputest {

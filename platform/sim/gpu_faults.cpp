@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-#include "media/auto_obj.h"
+#include "platform/auto_obj.h"
 
 namespace cvplat {
 

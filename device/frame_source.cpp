@@ -3,6 +3,7 @@
 #include <mutex>
 #include <vector>
 
+#include "engine/capture_base.h"
 #include "framelib/frame_factory.h"
 
 namespace {
@@ -270,17 +271,21 @@ HRESULT TFrameSource::Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait,
         waitForFirst = readers_.empty() && p.putWait > 0 && !pullFrame;
       }
       if (waitCount) *waitCount = (waitFor || waitForFirst) ? 1 : 0;
+      // On the capture thread its stop signal ends either wait too: the engine's Stop joins this thread
+      // with no limit, and the wait for a first reader has none when maxWait is negative.
+      const cvplat::KHandle captureStop = CaptureStopSignal();
+      const uint32_t handleCount = captureStop ? 3 : 2;
       if (waitFor) {
         const int64_t duration = time.endTime - time.startTime;
         int64_t t = (2 * duration + (duration >= 0 ? 1 : -1)) / 3;  // rounded two thirds of a frame
         if (p.putWait > 0) t += static_cast<int64_t>(p.waitTillGetMs) * kMs;
         if (maxWait >= 0 && maxWait < t) t = maxWait;
         if (t < 0) t = 0;
-        const cvplat::KHandle handles[2] = {waitFor->HasRoomEvent(), stopEvent_};
-        producerWait_.WaitAny(2, handles, t);
+        const cvplat::KHandle handles[3] = {waitFor->HasRoomEvent(), stopEvent_, captureStop};
+        producerWait_.WaitAny(handleCount, handles, t);
       } else if (waitForFirst && !(p.putWait & kPutWaitNoFirstReader)) {
-        const cvplat::KHandle handles[2] = {stopEvent_, hasReadersEvent_};
-        producerWait_.WaitAny(2, handles, maxWait < 0 ? -1 : maxWait);
+        const cvplat::KHandle handles[3] = {stopEvent_, hasReadersEvent_, captureStop};
+        producerWait_.WaitAny(handleCount, handles, maxWait < 0 ? -1 : maxWait);
       }
     }
   }

@@ -50,7 +50,8 @@ class TFrameSource {
 
   // ---- The producer's face ----
   // Delivers a reference to every reader. S_OK delivered, S_FALSE no reader, kSourceStopped refused.
-  // `maxWait` (100 ns, negative: none) bounds the producer's waits.
+  // `maxWait` (100 ns, negative: none) bounds the producer's waits; on a capture thread, a stop of that
+  // thread ends them too (CaptureStopSignal).
   HRESULT Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
                    int32_t* waitCount);
 

@@ -165,7 +165,9 @@ HRESULT TFrameSource::Read(int64_t* readerId, ICVFrame_I** frame, int64_t timeou
 HRESULT TFrameSource::TakeAndLabel(TReader* reader, TReader::TakeMode mode, int64_t waited, ICVFrame_I** frame) {
   TRefPtr<ICVFrame_I> taken;
   bool gap = false;
-  if (!reader->Take(mode, &taken, &gap)) return E_ABORT;  // closed while the call waited
+  // An empty queue after the wake: the reader was closed while the call waited (the close sets the
+  // frames event). Frames queued before a close are still taken.
+  if (!reader->Take(mode, &taken, &gap)) return E_ABORT;
   // Readers get a copy of their own, made on their thread, so that none sees another's changes.
   ICVFrame_I* clone = nullptr;
   TRefPtr<ICVFactory> factory = TRefPtr<ICVFactory>::Adopt(GetFrameFactory());

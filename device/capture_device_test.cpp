@@ -87,6 +87,33 @@ TEST(CaptureDeviceTable, SelectionAndAudioChoiceAsTextAndIndex) {
   EXPECT_EQ(index, 1);
 }
 
+// A props text in the element form is merged as the pair form is: what it names is laid over the tree,
+// into child nodes too, and everything else (the other defaults, the descriptions) stays.
+TEST(CaptureDeviceTable, PropsTextAsAnElementIsLaidOverTheTree) {
+  TTestDevice d;
+  d.SmallAndFast();
+  int32_t before = 0;
+  ASSERT_EQ(d.props->PropsCount(nullptr, &before), S_OK);
+  EXPECT_EQ(d.device->DeviceSelect(kDeviceKindVideo, 0, L"<t-props capture.mode='GDI'><extra x='1'/></t-props>"),
+            S_FALSE);
+  EXPECT_EQ(d.Get(L"capture.mode"), L"GDI");
+  EXPECT_EQ(d.Get(L"extra::x"), L"1");
+  EXPECT_EQ(d.Get(L"capture.frame_size"), L"240x160");
+  EXPECT_EQ(d.Get(L"capture.async_resize"), L"false");
+  BSTR text = nullptr;
+  ASSERT_EQ(d.props->PropsInfo(L"capture.async_resize", 0, &text), S_OK);  // the description is still there
+  EXPECT_EQ(Text(text), L"Async output frame resize (experimental)");
+  int32_t after = 0;
+  ASSERT_EQ(d.props->PropsCount(nullptr, &after), S_OK);
+  EXPECT_EQ(after, before + 1);  // the new child node
+
+  ASSERT_EQ(d.device->DeviceOpen(nullptr, L"<t-props capture.show_mouse='false'/>"), S_OK);
+  EXPECT_EQ(d.Get(L"capture.show_mouse"), L"false");
+  EXPECT_EQ(d.Get(L"capture.mode"), L"GDI");
+  EXPECT_EQ(d.Get(L"extra::x"), L"1");
+  EXPECT_EQ(d.device->DeviceClose(), S_OK);
+}
+
 TEST(CaptureDeviceOpen, UnknownDeviceNameStartsNothingAndCloseTwiceStaysClosed) {
   TTestDevice d;
   d.SmallAndFast();

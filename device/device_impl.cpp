@@ -57,10 +57,15 @@ int32_t ICVDeviceImpl_Capture::SelectedRow() {
   return -1;
 }
 
+// Merged, not applied as PropsSet with no name applies a text (that is a replace): the props text of a
+// selection or an open is laid over the tree. The tree's own merge of attributes overwrites what the
+// source names and keeps the rest; the element reader instead starts by emptying the node it reads
+// into, which on the root would take every default and every description with it. So an element is
+// read apart and its attributes copied over; pairs already overwrite only what they name.
 void ICVDeviceImpl_Capture::MergeProps(LPCOLESTR props) {
   if (!props || !*props) return;
   TRefPtr<XMLParse::CoXMLNode> root = DeviceTree().Get();
-  if (root) ApplyPropsText(*root, props);
+  if (root) MergePropsText(*root, props);
 }
 
 HRESULT ICVDeviceImpl_Capture::DeviceCount(int32_t deviceKind, int32_t* count) {

@@ -29,7 +29,9 @@ void TReader::Offer(ICVFrame_I* frame) {
 bool TReader::Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap) {
   std::deque<TRefPtr<ICVFrame_I>> flushed;  // released after the lock is left
   cvplat::SectionLock lock(readerLock_);
-  if (closed_ || queue_.empty()) return false;
+  // Only an empty queue fails, closed or not: a thread that held the reader across its close still gets
+  // what was queued before it, and the close only ends the waits.
+  if (queue_.empty()) return false;
   *gap = skipCount_ != 0;
   skipCount_ = 0;
   if (mode == TakeMode::NewestAndFlush) {

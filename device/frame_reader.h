@@ -29,10 +29,11 @@ class TReader final : public AutoObjBase<TReader> {
 
   // Queues a new reference; a full queue loses its oldest frame.
   void Offer(ICVFrame_I* frame);
-  // False with an empty queue or a closed reader. `gap` tells whether frames were lost before this one.
+  // False with an empty queue, and only then: a closed reader hands out what it had queued.
+  // `gap` tells whether frames were lost before this one.
   bool Take(TakeMode mode, TRefPtr<ICVFrame_I>* frame, bool* gap);
   TState State();
-  // Wakes the producer and the consumer at once; every later take fails.
+  // Wakes the producer and the consumer at once; no frame goes in after it.
   void Close();
 
   cvplat::KHandle HasFramesEvent() const { return hasFramesEvent_; }

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <vector>
 
+#include "engine/capture_base.h"
 #include "framelib/frame_factory.h"
 
 namespace {
@@ -76,7 +77,7 @@ bool TFrameSource::ReaderState(int64_t readerId, TReader::TState* state) {
   return true;
 }
 
-void TFrameSource::MakeReader(int64_t* id, const TReaderHints& hints, bool asDefault) {
+TRefPtr<TReader> TFrameSource::MakeReader(int64_t* id, const TReaderHints& hints, bool asDefault) {
   int32_t outputBuffers = 3;
   if (XMLParse::XMLNodePtr root = host_->PropsRoot()) outputBuffers = root->GetInt(L"output.buffers", 3);
   TRefPtr<TReader> reader =
@@ -84,10 +85,13 @@ void TFrameSource::MakeReader(int64_t* id, const TReaderHints& hints, bool asDef
   // The id is the reader's address, so that ids of living readers rarely collide; a taken one moves up.
   int64_t newId = static_cast<int64_t>(reinterpret_cast<intptr_t>(reader.Get()));
   std::unique_lock lock(readersLock_);
-  if (asDefault && defaultReaderId_ != 0 && readers_.count(defaultReaderId_)) {
-    // Another caller without an id made the default reader meanwhile: share it.
-    *id = defaultReaderId_;
-    return;
+  if (asDefault && defaultReaderId_ != 0) {
+    auto it = readers_.find(defaultReaderId_);
+    if (it != readers_.end()) {
+      // Another caller without an id made the default reader meanwhile: share it.
+      *id = defaultReaderId_;
+      return it->second->Get();
+    }
   }
   while (newId == 0 || readers_.count(newId)) ++newId;
   readers_.emplace(newId, std::make_unique<TLockedPtr<TReader>>(reader.Get()));
@@ -95,6 +99,7 @@ void TFrameSource::MakeReader(int64_t* id, const TReaderHints& hints, bool asDef
   *id = newId;
   cvplat::SetEventObject(hasReadersEvent_);
   SetStopped(false);
+  return reader;
 }
 
 void TFrameSource::SetStopped(bool stopped) {
@@ -113,26 +118,33 @@ HRESULT TFrameSource::SourceFrameGetEx_I(int64_t* readerId, ICVFrame_I** frame, 
 HRESULT TFrameSource::Read(int64_t* readerId, ICVFrame_I** frame, int64_t timeout, const TReaderHints& hints) {
   if (frame) *frame = nullptr;
   const bool useDefault = readerId == nullptr;
-  int64_t id = useDefault ? DefaultReaderId() : *readerId;
-  if (hints.removeReader) return SourceReaderClose(id);
+  // 0 closes the default reader: no copy of its id is taken that another thread's close could outdate.
+  if (hints.removeReader) return SourceReaderClose(useDefault ? 0 : *readerId);
   const TReader::TakeMode mode =
       (hints.flags & kReaderHintFlush) ? TReader::TakeMode::NewestAndFlush : TReader::TakeMode::Oldest;
 
+  int64_t id = 0;
   TRefPtr<TReader> reader;
-  if (id != 0) {
+  if (useDefault) {
+    // The default id and its reader are read together. Gone or never made: the default is made anew
+    // (or shared, should another caller make it first).
+    std::shared_lock lock(readersLock_);
+    auto it = readers_.find(defaultReaderId_);
+    if (defaultReaderId_ != 0 && it != readers_.end()) {
+      id = defaultReaderId_;
+      reader = it->second->Get();
+    }
+  } else if ((id = *readerId) != 0) {
     reader = Find(id);
     if (!reader) {
       std::unique_lock lock(readersLock_);
       if (id != defaultReaderId_) return kUnknownReader;
       defaultReaderId_ = 0;
-      id = 0;
     }
   }
-  if (id == 0) {
-    MakeReader(&id, hints, useDefault);
+  if (!reader) {
+    reader = MakeReader(&id, hints, useDefault);
     if (!useDefault) *readerId = id;
-    reader = Find(id);
-    if (!reader) return E_ABORT;  // closed or torn down before this call could use it
   }
   if (!frame) return S_OK;
 
@@ -153,7 +165,9 @@ HRESULT TFrameSource::Read(int64_t* readerId, ICVFrame_I** frame, int64_t timeou
 HRESULT TFrameSource::TakeAndLabel(TReader* reader, TReader::TakeMode mode, int64_t waited, ICVFrame_I** frame) {
   TRefPtr<ICVFrame_I> taken;
   bool gap = false;
-  if (!reader->Take(mode, &taken, &gap)) return E_ABORT;  // closed while the call waited
+  // An empty queue after the wake: the reader was closed while the call waited (the close sets the
+  // frames event). Frames queued before a close are still taken.
+  if (!reader->Take(mode, &taken, &gap)) return E_ABORT;
   // Readers get a copy of their own, made on their thread, so that none sees another's changes.
   ICVFrame_I* clone = nullptr;
   TRefPtr<ICVFactory> factory = TRefPtr<ICVFactory>::Adopt(GetFrameFactory());
@@ -270,17 +284,21 @@ HRESULT TFrameSource::Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait,
         waitForFirst = readers_.empty() && p.putWait > 0 && !pullFrame;
       }
       if (waitCount) *waitCount = (waitFor || waitForFirst) ? 1 : 0;
+      // On the capture thread its stop signal ends either wait too: the engine's Stop joins this thread
+      // with no limit, and the wait for a first reader has none when maxWait is negative.
+      const cvplat::KHandle captureStop = CaptureStopSignal();
+      const uint32_t handleCount = captureStop ? 3 : 2;
       if (waitFor) {
         const int64_t duration = time.endTime - time.startTime;
         int64_t t = (2 * duration + (duration >= 0 ? 1 : -1)) / 3;  // rounded two thirds of a frame
         if (p.putWait > 0) t += static_cast<int64_t>(p.waitTillGetMs) * kMs;
         if (maxWait >= 0 && maxWait < t) t = maxWait;
         if (t < 0) t = 0;
-        const cvplat::KHandle handles[2] = {waitFor->HasRoomEvent(), stopEvent_};
-        producerWait_.WaitAny(2, handles, t);
+        const cvplat::KHandle handles[3] = {waitFor->HasRoomEvent(), stopEvent_, captureStop};
+        producerWait_.WaitAny(handleCount, handles, t);
       } else if (waitForFirst && !(p.putWait & kPutWaitNoFirstReader)) {
-        const cvplat::KHandle handles[2] = {stopEvent_, hasReadersEvent_};
-        producerWait_.WaitAny(2, handles, maxWait < 0 ? -1 : maxWait);
+        const cvplat::KHandle handles[3] = {stopEvent_, hasReadersEvent_, captureStop};
+        producerWait_.WaitAny(handleCount, handles, maxWait < 0 ? -1 : maxWait);
       }
     }
   }

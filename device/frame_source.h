@@ -50,7 +50,8 @@ class TFrameSource {
 
   // ---- The producer's face ----
   // Delivers a reference to every reader. S_OK delivered, S_FALSE no reader, kSourceStopped refused.
-  // `maxWait` (100 ns, negative: none) bounds the producer's waits.
+  // `maxWait` (100 ns, negative: none) bounds the producer's waits; on a capture thread, a stop of that
+  // thread ends them too (CaptureStopSignal).
   HRESULT Source_PutFrame(ICVFrame_I* frame, int32_t defaultPutWait, int64_t maxWait, int32_t* readerCount,
                    int32_t* waitCount);
 
@@ -67,8 +68,10 @@ class TFrameSource {
   TProps ReadProps(int32_t defaultPutWait);
   HRESULT Read(int64_t* readerId, ICVFrame_I** frame, int64_t timeout, const TReaderHints& hints);
   TRefPtr<TReader> Find(int64_t id);
-  // Makes and inserts a reader; its id goes to *id (and to the default id when `asDefault`).
-  void MakeReader(int64_t* id, const TReaderHints& hints, bool asDefault);
+  // Makes and inserts a reader; its id goes to *id (and to the default id when `asDefault`, where a
+  // default reader that exists already is shared instead). The reader, which a close may have taken
+  // out of the map again by the time the caller uses it.
+  TRefPtr<TReader> MakeReader(int64_t* id, const TReaderHints& hints, bool asDefault);
   HRESULT TakeAndLabel(TReader* reader, TReader::TakeMode mode, int64_t waited, ICVFrame_I** frame);
 
   ISourceHost* const host_;

@@ -96,4 +96,39 @@ TEST(FrameSourceStress, ReadersComeAndGoWhileTheProducerRuns) {
   source.Stop();
 }
 
+// Callers without a reader id race threads that keep closing the default reader. A caller that finds
+// its default reader gone makes (or shares) a new one: it never hears that the reader is unknown.
+TEST(FrameSourceStress, DefaultReaderClosedUnderACallerWithoutAnId) {
+  TFakeSourceHost host;
+  TFrameSource source(&host);
+  std::atomic<bool> done{false};
+  std::atomic<int> unknown{0}, otherFailures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 6; ++t) {
+    threads.emplace_back([&, t] {
+      while (!done) {
+        ICVFrame_I* f = nullptr;
+        // Only makes the reader, or reads with a poll: both must find or make the default reader.
+        const HRESULT hr = source.SourceFrameGet_I(t % 2 == 0 ? nullptr : &f, 0, nullptr);
+        if (f) f->Release();
+        if (hr == kUnknownReader) {
+          ++unknown;
+        } else if (t % 2 == 0 && hr != S_OK) {
+          ++otherFailures;  // a reader is all it asks for, and one is always made
+        }
+      }
+    });
+  }
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&] {
+      while (!done) source.SourceReaderClose(0);
+    });
+  }
+  cvplat::SleepMs(1000);
+  done = true;
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(unknown, 0);
+  EXPECT_EQ(otherFailures, 0);
+}
+
 }  // namespace

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <thread>
 #include <vector>
 
 #include "device/source_test_host.h"
+#include "engine/capture_base.h"
 
 namespace {
 
@@ -281,6 +284,27 @@ TEST_F(FrameSourceTest, ProducerWaitsForAFirstReaderUnlessForbidden) {
   EXPECT_EQ(readers, 1);
   EXPECT_EQ(w, 1);
   EXPECT_EQ(State(id).length, 1u);
+}
+
+// The device puts with no limit of its own; the engine's Stop joins the capture thread with none either.
+// So the stop signal of the capture thread has to end the wait for a first reader.
+TEST_F(FrameSourceTest, CaptureThreadStopEndsTheWaitForAFirstReader) {
+  host.root_->SetInt(L"pull_mode.put_wait", 1);
+  const cvplat::KHandle stopSignal = cvplat::CreateEventObject(true, false);
+  int32_t w = -1;
+  std::future<HRESULT> put = std::async(std::launch::async, [&] {
+    TCaptureStopScope scope(stopSignal);  // this thread plays the capture thread
+    SourceFramePtr f = MakeNumberedFrame(0);  // no pull flag: the kind of frame that waits
+    return source.Source_PutFrame(f.Get(), 0, -1, nullptr, &w);
+  });
+  cvplat::SleepMs(20);  // most likely inside the wait by now; set before it, the signal must count too
+  cvplat::SetEventObject(stopSignal);
+  const bool returned = put.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+  if (!returned) source.Stop();  // the only other way out, so that the test can end
+  EXPECT_TRUE(returned) << "the capture thread's stop did not reach the wait for a first reader";
+  EXPECT_EQ(put.get(), S_FALSE);  // the frame went on, to nobody
+  EXPECT_EQ(w, 1);
+  cvplat::CloseKernelHandle(stopSignal);
 }
 
 TEST_F(FrameSourceTest, LastFormatWaitsForADeliveryAfterOpen) {

@@ -20,6 +20,7 @@
 #include "media/locked_ptr.h"
 #include "platform/com_types.h"
 #include "platform/critical_section.h"
+#include "platform/kernel.h"
 #include "props/xml_node.h"
 
 // The frame callback, called on the engine's thread. A frame: `counter` is the number of frames
@@ -28,6 +29,25 @@
 using TFrameCallback = HRESULT (*)(void* context, ICVFrame_I* frame, int64_t counter, const wchar_t* text);
 
 using TPropertyTree = TLockedPtr<XMLParse::CoXMLNode>;
+
+// The stop signal of the capture thread that runs on the calling thread; null on any other thread.
+// The frame callback runs code that isn't the engine's on that thread, and Stop joins the thread with
+// no limit: a wait in that code that has no limit of its own (the frame source's wait for a first
+// reader) adds this signal to its handles, so that a stop always reaches it.
+cvplat::KHandle CaptureStopSignal();
+
+// Makes `signal` the calling thread's stop signal while the scope lives; a capture thread's body opens
+// one around everything it does.
+class TCaptureStopScope {
+ public:
+  explicit TCaptureStopScope(cvplat::KHandle signal);
+  ~TCaptureStopScope();
+  TCaptureStopScope(const TCaptureStopScope&) = delete;
+  TCaptureStopScope& operator=(const TCaptureStopScope&) = delete;
+
+ private:
+  cvplat::KHandle previous_;
+};
 
 enum TEngineState : int32_t {
   eEngineFailed = -1,
@@ -95,7 +115,10 @@ class TCaptureBase : public AutoObjBase<T, Root> {
 
  protected:
   TCaptureBase() = default;
-  ~TCaptureBase() override { SysFreeString(engineName); }
+  ~TCaptureBase() override {
+    SysFreeString(engineName);
+    cvplat::CloseKernelHandle(captureStopEvent);
+  }
 
   // engineLock held for a scope.
   using Locked = cvplat::SectionLock;
@@ -113,6 +136,11 @@ class TCaptureBase : public AutoObjBase<T, Root> {
   }
 
   void SetState(int32_t state) { engineState.store(state, std::memory_order_release); }
+
+  // The capture thread's stop signal: set before the thread is told to stop, cleared before a new one
+  // starts, both under engineLock. The thread's body registers it with TCaptureStopScope.
+  void SignalCaptureStop() { cvplat::SetEventObject(captureStopEvent); }
+  void ClearCaptureStop() { cvplat::ResetEventObject(captureStopEvent); }
 
   // The attribute's text from the bound tree, as a counted string; null without tree or attribute.
   BSTR TreeText(const wchar_t* name) const {
@@ -133,4 +161,5 @@ class TCaptureBase : public AutoObjBase<T, Root> {
   TAvProps activeFormat{};
   TFrameCallback frameCallback = nullptr;
   void* frameCallbackContext = nullptr;  // not counted: the device outlives the engine's thread
+  const cvplat::KHandle captureStopEvent = cvplat::CreateEventObject(true, false);
 };

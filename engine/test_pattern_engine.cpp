@@ -47,7 +47,7 @@ HRESULT TTestPatternEngine::Start(const TAvProps& format, void* context, TFrameC
   }
   if (State() >= eEngineRunning) Stop();
   // A thread that failed may still be on its way out; it reads the start data, so it goes first.
-  captureThread.Stop(cvplat::kInfinite);
+  StopThread();
 
   TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
   requestedVideoFormat = format.video;
@@ -62,6 +62,7 @@ HRESULT TTestPatternEngine::Start(const TAvProps& format, void* context, TFrameC
   frameCallback = callback;
   frameCallbackContext = context;
   SetState(eEngineRunning);
+  ClearCaptureStop();  // the old thread has ended: nothing waits on the signal now
   if (HRESULT hr = captureThread.Start(this, &CaptureThreadMain); FAILED(hr)) {
     SetState(eEngineOpen);
     activeFormat = TAvProps{};
@@ -74,12 +75,18 @@ HRESULT TTestPatternEngine::Start(const TAvProps& format, void* context, TFrameC
 HRESULT TTestPatternEngine::Stop() {
   Locked lock(engineLock);
   // Joined whatever the state: after a failure the thread may still be leaving.
-  captureThread.Stop(cvplat::kInfinite);
+  StopThread();
   if (State() > eEngineClosed) {
     SetState(eEngineOpen);
     activeFormat = TAvProps{};
   }
   return S_OK;
+}
+
+void TTestPatternEngine::StopThread() {
+  // The signal comes first: the thread may sit in a wait of the frame callback that only it ends.
+  SignalCaptureStop();
+  captureThread.Stop(cvplat::kInfinite);
 }
 
 HRESULT TTestPatternEngine::Close() {
@@ -128,7 +135,9 @@ HRESULT TTestPatternEngine::MakeFrame(ICVFactory* factory, const TVideoProps& fo
 
 uint32_t CV_THREADCALL TTestPatternEngine::CaptureThreadMain(void* self) {
   TApartmentScope apartment;
-  static_cast<TTestPatternEngine*>(self)->CaptureLoop();
+  auto* engine = static_cast<TTestPatternEngine*>(self);
+  TCaptureStopScope stopScope(engine->captureStopEvent);
+  engine->CaptureLoop();
   return 0;
 }
 

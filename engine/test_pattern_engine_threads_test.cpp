@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -116,6 +118,50 @@ TEST(TestPatternEngineThreads, StartsAfterRefusedFramesWaitForTheOldThread) {
   EXPECT_EQ(sink.MostAtOnce(), 1);
   EXPECT_EQ(sink.OutOfOrder(), 0);
   EXPECT_EQ(sink.CallsAfterSeal(), 0);
+}
+
+// Code run by the frame callback may wait with no limit of its own, as the frame source's wait for a
+// first reader does. The capture thread's stop signal has to end that wait, or Stop, which joins the
+// thread, never returns.
+TEST(TestPatternEngineThreads, StopReachesAWaitInsideTheFrameCallback) {
+  struct WaitingSink {
+    cvplat::KHandle entered = cvplat::CreateEventObject(true, false);
+    cvplat::KHandle backstop = cvplat::CreateEventObject(true, false);  // set only by the watchdog below
+    std::atomic<bool> hadSignal{false};
+    ~WaitingSink() {
+      cvplat::CloseKernelHandle(entered);
+      cvplat::CloseKernelHandle(backstop);
+    }
+    static HRESULT Callback(void* context, ICVFrame_I* frame, int64_t, const wchar_t*) {
+      auto* self = static_cast<WaitingSink*>(context);
+      if (!frame) return S_FALSE;
+      const cvplat::KHandle stop = CaptureStopSignal();
+      self->hadSignal = stop != nullptr;
+      cvplat::SetEventObject(self->entered);
+      const cvplat::KHandle handles[2] = {self->backstop, stop};
+      cvplat::WaitForAny(stop ? 2 : 1, handles, cvplat::kInfinite);
+      return S_OK;
+    }
+  };
+  EXPECT_EQ(CaptureStopSignal(), nullptr);  // a host thread has none
+
+  WaitingSink sink;  // outlives the engine, whose thread calls into it
+  XMLParse::XMLNodePtr root = SmallTree();
+  TRefPtr<TTestPatternEngine> engine = MakeRef<TTestPatternEngine>();
+  ASSERT_EQ(engine->Init(TPropertyTree(root.Get())), S_OK);
+  for (int run = 0; run < 2; ++run) {  // the second run must not find the first one's stop still set
+    cvplat::ResetEventObject(sink.entered);
+    ASSERT_EQ(engine->Start(TAvProps{}, &sink, &WaitingSink::Callback), S_OK);
+    ASSERT_EQ(cvplat::WaitForOne(sink.entered, 20000), cvplat::kWaitObject0);
+    EXPECT_TRUE(sink.hadSignal);
+    std::future<HRESULT> stop = std::async(std::launch::async, [&] { return engine->Stop(); });
+    const bool returned = stop.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    if (!returned) cvplat::SetEventObject(sink.backstop);  // frees the thread so that the test can end
+    EXPECT_TRUE(returned) << "Stop did not reach the wait inside the frame callback";
+    EXPECT_EQ(stop.get(), S_OK);
+    EXPECT_FALSE(engine->ThreadAlive());
+  }
+  ASSERT_EQ(engine->Close(), S_OK);
 }
 
 }  // namespace

@@ -91,6 +91,46 @@ inline float Sample(const uint8_t* row0, const uint8_t* row1, const TTap& tx, fl
   return top + (bottom - top) * wy;
 }
 
+struct TBlendRule {
+  bool premultiplied;
+  float opacity;
+  bool targetAlpha;
+};
+
+// Every covered pixel of the target. kInterpolate false: every tap hits a texel centre (the source at its
+// own size, on whole pixels), so each texel is read as it is; the bytes are the same either way.
+template <bool kInterpolate>
+void BlendCovered(const TSourceCopy& src, const TBlendRule& rule, const TPictureLayout& layout, uint8_t* pixels,
+                  int32_t x0, int32_t y0, const std::vector<TTap>& columns, const std::vector<TTap>& rows) {
+  const size_t sourceRow = static_cast<size_t>(src.width) * 4;
+  for (size_t j = 0; j < rows.size(); ++j) {
+    const TTap& ty = rows[j];
+    const uint8_t* row0 = src.pixels.get() + sourceRow * static_cast<size_t>(ty.first);
+    const uint8_t* row1 = src.pixels.get() + sourceRow * static_cast<size_t>(ty.second);
+    uint8_t* d = pixels + PictureLineOffset(layout, y0 + static_cast<int32_t>(j)) + int64_t{x0} * 4;
+    for (const TTap& tx : columns) {
+      float s[4];
+      if constexpr (kInterpolate) {
+        for (int c = 0; c < 4; ++c) s[c] = Sample(row0, row1, tx, ty.weight, c) / 255.0f;
+      } else {
+        const uint8_t* texel = row0 + tx.first * 4;
+        for (int c = 0; c < 4; ++c) s[c] = UnormToFloat(texel[c]);
+      }
+      const float a = (src.opaque ? 1.0f : s[3]) * rule.opacity;
+      const float srcWeight = rule.premultiplied ? rule.opacity : a;
+      for (int c = 0; c < 3; ++c) d[c] = FloatToUnorm8(s[c] * srcWeight + UnormToFloat(d[c]) * (1.0f - a));
+      if (rule.targetAlpha) d[3] = FloatToUnorm8(std::min(a, UnormToFloat(d[3])));
+      d += 4;
+    }
+  }
+}
+
+bool AllOnTexels(const std::vector<TTap>& taps) {
+  for (const TTap& t : taps)
+    if (t.weight != 0.0f) return false;
+  return true;
+}
+
 HRESULT Blend(const TSourceCopy& src, const TOverlayRect& r, bool premultiplied, float opacity,
               const TVideoProps& v, uint8_t* pixels, int64_t bytes) {
   TPictureLayout layout{};
@@ -100,26 +140,11 @@ HRESULT Blend(const TSourceCopy& src, const TOverlayRect& r, bool premultiplied,
   if (!CoverAxis(r.x, r.width, v.width, src.width, &x0, &x1, &columns) ||
       !CoverAxis(r.y, r.height, layout.lines, src.height, &y0, &y1, &rows))
     return S_FALSE;
-
-  const bool targetAlpha = v.colourFormat == kColourARGB32;
-  const size_t sourceRow = static_cast<size_t>(src.width) * 4;
-  for (int32_t y = y0; y < y1; ++y) {
-    const TTap& ty = rows[static_cast<size_t>(y - y0)];
-    const uint8_t* row0 = src.pixels.get() + sourceRow * static_cast<size_t>(ty.first);
-    const uint8_t* row1 = src.pixels.get() + sourceRow * static_cast<size_t>(ty.second);
-    uint8_t* d = pixels + PictureLineOffset(layout, y) + int64_t{x0} * 4;
-    for (int32_t x = x0; x < x1; ++x, d += 4) {
-      const TTap& tx = columns[static_cast<size_t>(x - x0)];
-      const float alpha = src.opaque ? 1.0f : Sample(row0, row1, tx, ty.weight, 3) / 255.0f;
-      const float a = alpha * opacity;
-      const float srcWeight = premultiplied ? opacity : a;
-      for (int c = 0; c < 3; ++c) {
-        const float s = Sample(row0, row1, tx, ty.weight, c) / 255.0f;
-        d[c] = FloatToUnorm8(s * srcWeight + UnormToFloat(d[c]) * (1.0f - a));
-      }
-      if (targetAlpha) d[3] = FloatToUnorm8(std::min(a, UnormToFloat(d[3])));
-    }
-  }
+  const TBlendRule rule{premultiplied, opacity, v.colourFormat == kColourARGB32};
+  if (AllOnTexels(columns) && AllOnTexels(rows))
+    BlendCovered<false>(src, rule, layout, pixels, x0, y0, columns, rows);
+  else
+    BlendCovered<true>(src, rule, layout, pixels, x0, y0, columns, rows);
   return S_OK;
 }
 

@@ -155,8 +155,8 @@ HRESULT FillMarkupRect(TFrame& target, int32_t x, int32_t y, double opacity, con
     if (!rgb && !PairLayoutOf(v.colourFormat, &pair)) return CV_E_FORMAT_REFUSED;
     if (PictureLayoutOf(v, &layout) != TPictureKind::Picture || layout.imageBytes > bytes) return E_INVALIDARG;
     TArea area{};
-    if (!ClipSpan(x, m.width, v.width, &area.x0, &area.x1) || !ClipSpan(y, m.height, layout.lines, &area.y0, &area.y1) ||
-        keep >= 1.0f)
+    if (keep >= 1.0f || !ClipSpan(x, m.width, v.width, &area.x0, &area.x1) ||
+        !ClipSpan(y, m.height, layout.lines, &area.y0, &area.y1))
       return S_FALSE;
     if (rgb)
       ShadeRGB(m, keep, layout, area, pixels);

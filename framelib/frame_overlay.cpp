@@ -166,7 +166,11 @@ HRESULT OverlayFrame(TFrame& target, ICVFrame_I* source, const TOverlayRect* rec
 
   const float weight = std::isnan(opacity) ? 0.0f : static_cast<float>(std::clamp(opacity, 0.0, 1.0));
   const bool premultiplied = (flags & kOverlayPremultiplied) != 0;
-  return target.WithPicture([&](const TVideoProps& v, uint8_t* pixels, int64_t bytes) {
-    return Blend(src, r, premultiplied, weight, v, pixels, bytes);
-  });
+  try {
+    return target.WithPicture([&](const TVideoProps& v, uint8_t* pixels, int64_t bytes) {
+      return Blend(src, r, premultiplied, weight, v, pixels, bytes);
+    });
+  } catch (const std::bad_alloc&) {  // the sample tables of a vast target; nothing was drawn yet
+    return E_OUTOFMEMORY;
+  }
 }

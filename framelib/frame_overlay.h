@@ -28,16 +28,18 @@
 // (stock images 108 and 109) are stored so; the highlight disc after TintHighlightFrame has colour
 // c x a / 255 beside its alpha a; the pointer picture is drawn onto a surface cleared to zero (which
 // multiplies its colour by its alpha), the X server hands out cursor images premultiplied, and a
-// monochrome pointer has only alpha 0 over colour 0, and alpha 255. The GPU's coloured overlay program
-// is neither rule: it gives colour m x c with alpha m x (1 - A), scaled by the mask but not by A. Even so
-// the engine passes flag 1 for every overlay, because the GPU blends every overlay with the straight
-// state and the two loops have to agree: soft edges come out a little darker on both alike.
-// kOverlayPremultiplied is there for callers that want the true composite of such a picture.
+// monochrome pointer has only alpha 0 over colour 0, and alpha 255. Even so the engine passes flag 1 for
+// every overlay, because the GPU blends every overlay with the straight state and the two loops have to
+// agree: soft edges come out a little darker on both alike. The disc still differs between the loops
+// before any blend: the GPU's coloured overlay program gives colour m x c with alpha m x (1 - A), scaled
+// by the mask but not by the transparency, where TintHighlightFrame scales the colour by both; they
+// agree at A = 0. kOverlayPremultiplied is there for callers that want the true composite.
 //
 // Status: S_OK when something was drawn; S_FALSE when nothing is covered (a size that isn't positive, or
 // a rectangle wholly outside the target), and the target is untouched; E_POINTER for a null source or
-// rectangle; E_INVALIDARG for a rectangle that isn't finite, unknown flag bits, or a frame without a
-// picture; CV_E_FORMAT_REFUSED as above; E_OUTOFMEMORY when the source's copy can't be had.
+// rectangle; E_INVALIDARG for a rectangle that isn't finite, unknown flag bits, a source that isn't a
+// frame of this library, or a frame without a picture; CV_E_FORMAT_REFUSED as above; E_OUTOFMEMORY when
+// the source's copy or the sample tables can't be had.
 #pragma once
 
 #include <cstdint>

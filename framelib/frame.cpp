@@ -3,6 +3,8 @@
 #include <cstring>
 #include <new>
 
+#include "framelib/frame_fill.h"
+#include "framelib/frame_overlay.h"
 #include "framelib/picture_layout.h"
 
 TFrame::TFrame() : props_{}, time_{} {
@@ -201,9 +203,11 @@ HRESULT TFrame::FrameDuplicate(ICVFrame_I** frame, uint32_t mode, int32_t /*rese
   return hr;
 }
 
-// ---- drawing: not there yet ----
+// ---- drawing ----
 
-HRESULT TFrame::MarkupFill(int32_t, int32_t, int32_t, int32_t, double, const wchar_t*, int32_t) { return E_NOTIMPL; }
+HRESULT TFrame::MarkupFill(int32_t, int32_t, int32_t x, int32_t y, double opacity, const wchar_t* markup, int32_t) {
+  return FillMarkupRect(*this, x, y, opacity, markup);
+}
 
 HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** frame, uint32_t, const wchar_t*) {
   if (frame) *frame = nullptr;
@@ -212,8 +216,9 @@ HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** f
 
 HRESULT TFrame::TextDraw(const wchar_t*, double, const TTextPlacement*, int32_t, const wchar_t*) { return E_NOTIMPL; }
 
-HRESULT TFrame::Overlay(ICVFrame_I*, int32_t, const TOverlayRect*, int32_t, double, int32_t, int32_t) {
-  return E_NOTIMPL;
+HRESULT TFrame::Overlay(ICVFrame_I* source, int32_t, const TOverlayRect* rect, int32_t flags, double opacity, int32_t,
+                        int32_t) {
+  return OverlayFrame(*this, source, rect, flags, opacity);
 }
 
 // ---- labels and values ----

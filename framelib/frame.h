@@ -25,6 +25,15 @@ class TFrame final : public ICVFrame_I, public ICVFrame, public ICVNamedValues {
   HRESULT Copy(TFrame** copy);
   // Makes the picture buffer exactly `bytes` zero bytes; for a frame that no other thread holds yet.
   HRESULT AllocatePicture(int64_t bytes);
+  // Runs work(const TVideoProps& video, uint8_t* pixels, int64_t bytes) under the frame's lock and gives
+  // its result, so the picture can't move or shrink while the drawing code reads or writes it. `pixels`
+  // is null and `bytes` 0 when the frame has no picture buffer.
+  template <class Work>
+  auto WithPicture(Work&& work) {
+    Guard guard(lock_);
+    return work(static_cast<const TVideoProps&>(props_.video), picture_.Data(),
+                picture_.Data() ? pictureBytes_ : int64_t{0});
+  }
 
   // IUnknown
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;

@@ -59,6 +59,13 @@ TEST(VideoText, LongFormOfLayoutsAndCustomRecords) {
   EXPECT_EQ(VideoText(custom), L"0xDEADBEEF 1000x700@12.35ER 10:7");
 }
 
+TEST(VideoText, APairThatDoesntCountShowsTheRowsAspect) {
+  TVideoProps v = Format(eTVF_PAL_16x9);
+  v.aspectX = -16;
+  v.aspectY = -9;
+  EXPECT_EQ(VideoText(v), L"PAL-16x9 UYVY 720x576@25.00iT 16:9");
+}
+
 TEST(VideoText, ShortForm) {
   EXPECT_EQ(VideoText(Format(eTVF_HD1080_25p), true), L"HDYC 1920(3840)x1080@25.000p 16:9");
   EXPECT_EQ(VideoText(Format(eTVF_HD1080_5994i, kColourV210), true), L"v210 1920(5120)x1080@29.970iT 16:9");

@@ -16,7 +16,9 @@ bool RateIs(double rate, double wanted) { return std::fabs(rate - wanted) < kRat
 
 double Aspect(const TVideoProps& v) {
   if (v.aspectX > 0 && v.aspectY > 0) return static_cast<double>(v.aspectX) / v.aspectY;
-  if (v.height >= 1) return static_cast<double>(v.width) / v.height;
+  // The sign only says which way up the lines run; the picture's shape is the same.
+  const int32_t lines = LineCount(v.height);
+  if (lines >= 1) return static_cast<double>(v.width) / lines;
   return 1.7777777777777777;
 }
 
@@ -96,6 +98,8 @@ int32_t DetectHalf(TVideoProps half, bool strict, int32_t layout) {
 int32_t VideoDetect(const TVideoProps& v, bool strict) {
   const int32_t f = DetectTable(v, strict);
   if (f != 0) return f;
+  // Unlike the rows, the stacked-pair try takes the signed height: in bottom-up memory the two halves
+  // lie in reverse order, which is no top-and-bottom layout.
   if (v.height >= 1440 && v.width <= 2048) {
     TVideoProps half = v;
     half.height = v.height / 2;

@@ -35,7 +35,7 @@ TEST(VideoDetect, StandardDefinitionByRateAndAspect) {
   EXPECT_EQ(VideoDetect(ntsc, true), eTVF_NTSC) << "active lines only, and 29.97 is near enough";
   ntsc.height = -480;
   ntsc.aspectY = 0;
-  EXPECT_EQ(VideoDetect(ntsc, true), eTVF_NTSC_16x9) << "no aspect and no positive height: taken as 16:9";
+  EXPECT_EQ(VideoDetect(ntsc, true), eTVF_NTSC_16x9) << "no aspect: 720 / 480 = 1.5, whichever way up";
   EXPECT_EQ(VideoDetect(Picture(720, 486, k2398), false), eTVF_NTSC_2398p);
   TVideoProps ntscWide = Picture(720, 486, k2997);
   ntscWide.aspectX = 16;
@@ -62,6 +62,10 @@ TEST(VideoDetect, BlankingCountsOnlyWhenNotStrict) {
 }
 
 TEST(VideoDetect, NegativeHeightsCompareByMagnitude) {
+  TVideoProps rgbPal = Picture(720, -576, 25);
+  rgbPal.colourFormat = kColourRGB32;
+  EXPECT_EQ(VideoDetect(rgbPal, false), eTVF_PAL) << "a bottom-up picture has the shape 720 / 576 too";
+  EXPECT_EQ(VideoDetect(Picture(720, -608, 25), false), eTVF_PAL) << "blanking counts by magnitude";
   EXPECT_EQ(VideoDetect(Picture(1920, -1080, 50, 3), true), eTVF_HD1080_50p);
   EXPECT_EQ(VideoDetect(Picture(3840, -2160, k5994), true), eTVF_4K_UHD_5994p);
 }

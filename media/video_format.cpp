@@ -35,7 +35,8 @@ bool TableRecord(const TVideoProps& v, TVideoProps& r) {
   r.aspectX = row->aspectX;
   r.aspectY = row->aspectY;
   r.frameRate = row->Rate();
-  r.layoutFlags = v.layoutFlags;
+  // The format word alone names the layout; the aspect mode is the one field a record brings along.
+  r.layoutFlags = v.videoFormat & (kLayoutBits | kLayoutAuto);
   r.aspectMode = v.aspectMode;
   return true;
 }
@@ -55,7 +56,7 @@ void TakeOutputHeight(const TVideoProps& v, TVideoProps& r) {
 void TakeGivenFields(const TVideoProps& v, TVideoProps& r) {
   if (v.frameRate != 0 && v.width != 0 && v.height != 0) r.videoFormat = VideoDetect(v, true);
   if (v.rowBytes != 0) r.rowBytes = v.rowBytes;
-  if (v.aspectX != 0 && v.aspectY != 0) {
+  if (AspectSet(v)) {  // a pair with a part at or below 0 says nothing about the shape
     r.aspectX = v.aspectX;
     r.aspectY = v.aspectY;
   }

@@ -197,6 +197,35 @@ TEST(VideoNormalise, HalfAnAspectIsNone) {
   EXPECT_EQ(v.aspectY, 0);
 }
 
+TEST(VideoNormalise, OnlyAPositiveAspectPairIsGiven) {
+  TVideoProps v = Format(eTVF_PAL_16x9);
+  v.aspectX = 16;
+  v.aspectY = -9;
+  VideoNormalise(v, false);
+  EXPECT_EQ(v.aspectX, 16);
+  EXPECT_EQ(v.aspectY, 9) << "the row's aspect stands against a pair that doesn't count";
+  v = Format(eTVF_HD1080_25p);
+  v.aspectX = -4;
+  v.aspectY = -3;
+  VideoNormalise(v, false);
+  EXPECT_EQ(v.aspectX, 16);
+  EXPECT_EQ(v.aspectY, 9);
+}
+
+TEST(VideoNormalise, TableRecordsTakeTheirLayoutFromTheFormatWord) {
+  TVideoProps v = Format(eTVF_HD1080_25p);
+  v.layoutFlags = 0x0800;
+  VideoNormalise(v, true);
+  EXPECT_EQ(v.layoutFlags, 0) << "a 2D row has no layout, whatever the record said";
+  v = Format(eTVF_HD1080_25p | 0x0800);
+  VideoNormalise(v, false);
+  EXPECT_EQ(v.layoutFlags, 0x0800);
+  TVideoProps custom = Picture(1000, 700, 25, 3, kColourUYVY);
+  custom.layoutFlags = 0x0800;
+  VideoNormalise(custom, false);
+  EXPECT_EQ(custom.layoutFlags, 0x0800) << "a custom record is no table record and keeps its own";
+}
+
 TEST(VideoNormalise, InterlacedHeightsAreEvenAndKeepTheirSign) {
   TVideoProps rgb = Picture(720, -577, 25, 2, kColourRGB32);
   VideoNormalise(rgb, false);

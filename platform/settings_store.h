@@ -64,6 +64,9 @@ class ISettingsKey {
   virtual HRESULT SetQword(const wchar_t* name, uint64_t value) = 0;
   virtual HRESULT SetString(const wchar_t* name, const wchar_t* text) = 0;
   HRESULT SetDefaultText(const wchar_t* text) { return SetString(L"", text); }
+  // Removes the value of `name` (the empty name: the default value), whatever its kind: S_OK, or
+  // S_FALSE when the key holds no value of that name. Shown and committed as the writes are.
+  virtual HRESULT DeleteValue(const wchar_t* name) = 0;
 
   // Makes the writes so far lasting and visible to other keys, all of them or, on failure, none: the
   // key then shows what the store holds. S_OK when nothing is pending.

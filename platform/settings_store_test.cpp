@@ -146,6 +146,35 @@ TEST_P(SettingsStoreContract, WritesShowInTheirKeyAtOnceAndInOthersOnceCommitted
   EXPECT_EQ(all.values[L"b"].dword, 3u);
 }
 
+TEST_P(SettingsStoreContract, DeletingANameRemovesItWhateverTheLetterCase) {
+  auto key = Open(SettingsAccess::kReadWrite);
+  ASSERT_NE(key, nullptr);
+  ASSERT_EQ(key->SetString(L"Capture.Fps_Limit", L"25"), S_OK);
+  ASSERT_EQ(key->SetDword(L"kept", 1), S_OK);
+  ASSERT_EQ(key->SetDefaultText(L"node text"), S_OK);
+  ASSERT_EQ(key->Commit(), S_OK);
+
+  EXPECT_EQ(key->DeleteValue(L"capture.fps_limit"), S_OK);
+  EXPECT_EQ(key->DeleteValue(L"capture.fps_limit"), S_FALSE) << "nothing left of that name";
+  EXPECT_EQ(key->DeleteValue(L""), S_OK) << "the default value is a value like the others";
+  EXPECT_EQ(key->DeleteValue(nullptr), E_POINTER);
+  EXPECT_EQ(EnumerateAll(*key).values.size(), 1u) << "the key shows its own deletions at once";
+  ASSERT_EQ(key->Commit(), S_OK);
+
+  auto reader = Open(SettingsAccess::kRead);
+  ASSERT_NE(reader, nullptr);
+  EXPECT_EQ(reader->DeleteValue(L"kept"), E_ACCESSDENIED);
+  EnumeratedValues all = EnumerateAll(*reader);
+  ASSERT_EQ(all.values.size(), 1u);
+  EXPECT_EQ(all.values[L"kept"].dword, 1u);
+
+  // Written again, a deleted name comes back as a new value.
+  ASSERT_EQ(key->SetString(L"capture.fps_limit", L"30.0"), S_OK);
+  key.reset();
+  all = EnumerateAll(*Open(SettingsAccess::kRead));
+  EXPECT_EQ(all.values[L"capture.fps_limit"].text, L"30.0");
+}
+
 // A name fills the logic's buffer of 520 characters with its terminating zero at 519 characters.
 TEST_P(SettingsStoreContract, NameOf520CharactersEndsTheEnumeration) {
   const std::wstring fits(kSettingNameBufferChars - 1, L'n');

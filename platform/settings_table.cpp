@@ -1,5 +1,6 @@
 #include "platform/settings_table.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace cvplat {
@@ -68,6 +69,21 @@ HRESULT SettingsTable::Set(const SettingValue& value) {
   if (found != by_name_.end()) entry.value.name = entries_[found->second].value.name;
   Put(std::move(entry));
   return S_OK;
+}
+
+bool SettingsTable::Remove(const std::wstring& name) {
+  auto found = by_name_.find(FoldSettingName(name));
+  if (found == by_name_.end()) return false;
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(found->second));
+  // Positions behind the removed entry move up by one: the indexes are made again.
+  named_.clear();
+  by_name_.clear();
+  for (size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].type == EntryType::kLine) continue;
+    by_name_.emplace(FoldSettingName(entries_[i].value.name), i);
+    named_.push_back(i);
+  }
+  return true;
 }
 
 HRESULT SettingsTable::Enum(uint32_t index, SettingValue* value) const {

@@ -47,6 +47,9 @@ class SettingsTable {
   // kSettingMaxNameChars or another kind.
   HRESULT Set(const SettingValue& value);
 
+  // Takes out the named entry of `name`, its line with it; false when there is none.
+  bool Remove(const std::wstring& name);
+
   // ISettingsKey::EnumValue over the named entries.
   HRESULT Enum(uint32_t index, SettingValue* value) const;
 

@@ -49,7 +49,7 @@ size_t NextNumber(std::wstring_view text, size_t from) {
 }  // namespace
 
 bool IndexInList(const wchar_t* const* list, std::wstring_view text, int32_t& index) {
-  if (!list) return false;
+  if (!list || !text.data()) return false;
   text = UpToNul(text);
   for (int32_t position = 0; list[position]; ++position)
     if (cv_text::EqualsNoCase(list[position], text)) {

@@ -31,6 +31,21 @@ TEST(IndexInList, FindsAPositionIgnoringCaseOrKeepsTheStartValue) {
   EXPECT_EQ(index, 7);
 }
 
+TEST(IndexInList, ANullTextIsNoEntryNotEvenAnEmptyOne) {
+  const wchar_t* const withEmpty[] = {L"auto", L"", L"GDI", nullptr};
+  int32_t index = -1;
+  EXPECT_FALSE(IndexInList(withEmpty, std::wstring_view(), index)) << "the text of an attribute without one";
+  EXPECT_EQ(index, -1);
+  const wchar_t* const noText = nullptr;  // a null BSTR handed on as it is
+  EXPECT_FALSE(IndexInList(withEmpty, noText, index));
+  EXPECT_EQ(index, -1);
+  EXPECT_TRUE(IndexInList(withEmpty, L"", index)) << "an empty text is a text";
+  EXPECT_EQ(index, 1);
+  const wchar_t* const gdi = L"gdi";
+  EXPECT_TRUE(IndexInList(withEmpty, gdi, index));
+  EXPECT_EQ(index, 2);
+}
+
 TEST(SplitNames, RunsOfSeparatorsMakeNoEmptyNames) {
   Words names{L"kept"};
   EXPECT_EQ(SplitNames(L" ;alpha,beta\r\n\tgamma;;, delta ", names), S_OK);

@@ -12,12 +12,10 @@
 
 #include "platform/com_types.h"
 #include "platform/settings_store.h"
+#include "props/settings_key.h"
 #include "props/xml_node.h"
 
 namespace XMLParse {
-
-// The device's key; the service takes the same string as its key.
-inline constexpr wchar_t kSettingsKeyPath[] = L"Software\\Tarnwell\\Corvex\\CVLive\\CVDeviceSCR";
 
 // The settings service of the frame library: a key-to-text store. The text is the attribute text of a
 // node (name='value' pairs).

@@ -50,8 +50,13 @@ std::wstring ColorToText(Colour colour);
 bool ParseRect(std::wstring_view text, TRect& rect);
 
 // Position of `text` in a list ended by a null pointer, ignoring case. Without a match `index` keeps
-// its value, so the caller's start value is the default.
+// its value, so the caller's start value is the default. A view without data (an attribute or BSTR
+// with no text at all) is no text, and matches nothing, not even an empty entry.
 bool IndexInList(const wchar_t* const* list, std::wstring_view text, int32_t& index);
+// The same for a NUL-ended text or BSTR, which may be null.
+inline bool IndexInList(const wchar_t* const* list, const wchar_t* text, int32_t& index) {
+  return IndexInList(list, text ? std::wstring_view(text) : std::wstring_view(), index);
+}
 
 // The list functions append to their out lists. Empty text: E_INVALIDARG. S_OK when something was
 // appended, S_FALSE when the text held nothing to append.

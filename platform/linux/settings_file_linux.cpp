@@ -193,6 +193,17 @@ class FileKey final : public TableSettingsKey {
 
   HRESULT EnumValue(uint32_t index, SettingValue* value) override { return table_.Enum(index, value); }
 
+  HRESULT DeleteValue(const wchar_t* name) override {
+    if (!name) return E_POINTER;
+    if (!writable_) return E_ACCESSDENIED;
+    // Recorded even when this key doesn't see the name: another writer may have added it to the file.
+    PendingWrite removal;
+    removal.value.name = name;
+    removal.remove = true;
+    const bool had = table_.Remove(removal.value.name);
+    pending_.push_back(std::move(removal));
+    return had ? S_OK : S_FALSE;
+  }
 
   HRESULT Commit() override {
     if (pending_.empty()) return S_OK;
@@ -203,7 +214,12 @@ class FileKey final : public TableSettingsKey {
     if (SUCCEEDED(hr)) hr = Load(folder_.get(), file_, true, &current);
     const bool loaded = SUCCEEDED(hr);
     SettingsTable changed = current;
-    for (size_t i = 0; SUCCEEDED(hr) && i < pending_.size(); ++i) hr = changed.Set(pending_[i]);
+    for (size_t i = 0; SUCCEEDED(hr) && i < pending_.size(); ++i) {
+      if (pending_[i].remove)
+        changed.Remove(pending_[i].value.name);
+      else
+        hr = changed.Set(pending_[i].value);
+    }
     if (SUCCEEDED(hr)) hr = ReplaceFile(folder_.get(), file_, FormatSettingsFile(changed));
     pending_.clear();
     if (SUCCEEDED(hr))
@@ -234,7 +250,7 @@ class FileKey final : public TableSettingsKey {
     if (!writable_) return E_ACCESSDENIED;
     value.name = name;
     HRESULT hr = table_.Set(value);
-    if (SUCCEEDED(hr)) pending_.push_back(std::move(value));
+    if (SUCCEEDED(hr)) pending_.push_back(PendingWrite{std::move(value), false});
     return hr;
   }
 
@@ -242,7 +258,11 @@ class FileKey final : public TableSettingsKey {
   std::string file_;
   SettingsTable committed_;  // the file as this key last read or wrote it
   SettingsTable table_;      // committed_ with the pending writes
-  std::vector<SettingValue> pending_;
+  struct PendingWrite {
+    SettingValue value;  // only the name for a removal
+    bool remove = false;
+  };
+  std::vector<PendingWrite> pending_;
   bool writable_;
 };
 

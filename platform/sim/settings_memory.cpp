@@ -49,6 +49,15 @@ class MemoryKey final : public TableSettingsKey {
 
   HRESULT Commit() override { return S_OK; }  // each write is made at once
 
+  HRESULT DeleteValue(const wchar_t* name) override {
+    if (!name) return E_POINTER;
+    if (!writable_) return E_ACCESSDENIED;
+    std::lock_guard<std::mutex> hold(state_->lock);
+    if (FAILED(state_->writeResult)) return state_->writeResult;
+    auto key = state_->keys.find(path_);
+    return key != state_->keys.end() && key->second.Remove(name) ? S_OK : S_FALSE;
+  }
+
  private:
   HRESULT SetValue(const wchar_t* name, SettingValue value) override {
     if (!name) return E_POINTER;

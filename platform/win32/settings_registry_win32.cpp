@@ -61,6 +61,13 @@ class RegistryKey final : public ISettingsKey {
     if (chars > MAXDWORD / sizeof(wchar_t)) return E_INVALIDARG;
     return Write(name, REG_SZ, text, static_cast<DWORD>(chars * sizeof(wchar_t)));
   }
+  HRESULT DeleteValue(const wchar_t* name) override {
+    if (!name) return E_POINTER;
+    if (!writable_) return E_ACCESSDENIED;
+    LONG error = RegDeleteValueW(key_, name);
+    if (error == ERROR_FILE_NOT_FOUND) return S_FALSE;
+    return error == ERROR_SUCCESS ? S_OK : FromRegistry(error);
+  }
   // Each write is in the registry once RegSetValueExW returns; the registry makes it lasting itself.
   HRESULT Commit() override { return S_OK; }
 

@@ -12,7 +12,8 @@ TCaptureOutputs::TCaptureOutputs(std::filesystem::path folder, double fallbackRa
 bool TCaptureOutputs::WritePng(const char* name, const TPictureView& view) {
   std::vector<uint8_t> rgb(static_cast<size_t>(view.width) * static_cast<size_t>(view.height) * 3);
   PictureToRgb24(view, rgb.data());
-  return WriteFileBytes(File(name), EncodePngRgb(rgb.data(), view.width, view.height));
+  const std::vector<uint8_t> png = EncodePngRgb(rgb.data(), view.width, view.height);
+  return !png.empty() && WriteFileBytes(File(name), png);  // an empty file would pass for a snapshot
 }
 
 bool TCaptureOutputs::AddPicture(const TVideoProps& video, const uint8_t* bytes, int64_t size) {

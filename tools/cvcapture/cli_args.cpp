@@ -56,7 +56,7 @@ bool ParseFormatKind(const std::wstring& text, int32_t* kind) {
 }
 
 bool ParseProps(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
-  if (a.size() < 2) return Fail(error, "props: missing subcommand (get, set, list, info, options, xml)");
+  if (a.size() < 2) return Fail(error, "props: missing subcommand (get, set, reset, list, info, options, xml)");
   const std::wstring& sub = a[1];
   const size_t n = a.size() - 2;
   auto needs = [&](size_t count, const char* shape) {
@@ -64,9 +64,12 @@ bool ParseProps(const std::vector<std::wstring>& a, TCommand* c, std::string* er
     *error = std::string("props ") + ToUtf8(sub) + ": expected " + shape;
     return false;
   };
-  if (sub == L"get" || sub == L"info" || sub == L"options") {
+  if (sub == L"get" || sub == L"info" || sub == L"options" || sub == L"reset") {
     if (!needs(1, "NAME")) return false;
-    c->kind = sub == L"get" ? TCommandKind::PropsGet : sub == L"info" ? TCommandKind::PropsInfo : TCommandKind::PropsOptions;
+    c->kind = sub == L"get"    ? TCommandKind::PropsGet
+              : sub == L"info" ? TCommandKind::PropsInfo
+              : sub == L"reset" ? TCommandKind::PropsReset
+                                : TCommandKind::PropsOptions;
     c->name = a[2];
     if (c->name.empty()) return Fail(error, "props " + ToUtf8(sub) + ": empty NAME");
     return true;
@@ -176,10 +179,11 @@ bool ParseCommand(const std::vector<std::wstring>& args, TCommand* command, std:
 const char* UsageText() {
   return "usage: cvcapture --version | --help\n"
          "       cvcapture devices\n"
-         "       cvcapture props get NAME | set NAME VALUE | list [PATH] | info NAME | options NAME | xml\n"
+         "       cvcapture props get NAME | set NAME VALUE | reset NAME | list [PATH] | info NAME | options NAME | xml\n"
          "       cvcapture formats video|audio [KIND]\n"
          "       cvcapture format set video|audio KIND INDEX\n"
          "       cvcapture capture [--frames N | --seconds S] [--props TEXT] [--out DIR]\n"
          "KIND: input (0), output (1), adjust (2), effective (3); capture writes DIR/video.y4m, DIR/audio.wav,\n"
-         "DIR/first.png and DIR/last.png (DIR defaults to ./capture, 90 frames by default)\n";
+         "DIR/first.png and DIR/last.png (DIR defaults to ./capture, 90 frames by default); props set also saves\n"
+         "the value in the per-user settings that new devices start from, and props reset removes it there\n";
 }

@@ -12,6 +12,7 @@ enum class TCommandKind {
   Devices,
   PropsGet,
   PropsSet,
+  PropsReset,
   PropsList,
   PropsInfo,
   PropsOptions,

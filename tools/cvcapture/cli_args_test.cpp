@@ -15,6 +15,10 @@ TEST(CliArgs, PropsAndFormatCommands) {
   ASSERT_TRUE(Parse({L"props", L"set", L"capture.frame_size", L"640x360"}, &c, &error));
   EXPECT_EQ(c.kind, TCommandKind::PropsSet);
   EXPECT_EQ(c.value, L"640x360");
+  ASSERT_TRUE(Parse({L"props", L"reset", L"capture.frame_size"}, &c, &error));
+  EXPECT_EQ(c.kind, TCommandKind::PropsReset);
+  EXPECT_EQ(c.name, L"capture.frame_size");
+  EXPECT_FALSE(Parse({L"props", L"reset"}, &c, &error));
   ASSERT_TRUE(Parse({L"props", L"list"}, &c, &error));
   EXPECT_FALSE(c.hasPath);
   ASSERT_TRUE(Parse({L"props", L"list", L"capture"}, &c, &error));

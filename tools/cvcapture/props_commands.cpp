@@ -1,6 +1,11 @@
-// props get | set | list | info | options | xml
+// props get | set | reset | list | info | options | xml
+#include <cstdio>
+#include <vector>
+
 #include "tools/cvcapture/com_ref.h"
 #include "tools/cvcapture/commands.h"
+#include "tools/cvcapture/user_settings.h"
+#include "tools/cvcapture/value_check.h"
 
 namespace {
 
@@ -15,10 +20,51 @@ int Get(ICVProps* props, const std::wstring& name) {
   return 0;
 }
 
+void PrintWarning(const std::string& line) { std::fprintf(stderr, "cvcapture: warning: %s\n", line.c_str()); }
+
+TKeyDescription DescriptionOf(ICVProps* props, const std::wstring& name) {
+  TKeyDescription d;
+  const auto field = [&](int32_t number) {
+    TModuleString value;
+    return props->PropsInfo(name.c_str(), number, value.Out()) == S_OK ? std::wstring(value.Get()) : std::wstring();
+  };
+  d.type = field(1);
+  d.min = field(4);
+  d.max = field(5);
+  int32_t count = 0;
+  if (SUCCEEDED(props->PropsOptionsCount(name.c_str(), &count))) {
+    for (int32_t i = 0; i < count; ++i) {
+      TModuleString option;
+      if (SUCCEEDED(props->PropsOptionsGetByIndex(name.c_str(), i, option.Out(), nullptr)))
+        d.options.emplace_back(option.Get());
+    }
+  }
+  return d;
+}
+
 int Set(ICVProps* props, const std::wstring& name, const std::wstring& value) {
   const HRESULT hr = props->PropsSet(name.c_str(), value.c_str());
   if (FAILED(hr)) return ReportFailure("PropsSet " + ToUtf8(name), hr);
   PrintLine(ToUtf8(name) + " = " + ToUtf8(value) + (hr == S_FALSE ? " (unchanged)" : ""));
+  const std::string rejected = DescriptionRejects(DescriptionOf(props, name), value);
+  if (!rejected.empty()) PrintWarning(ToUtf8(name) + ": \"" + ToUtf8(value) + "\" " + rejected);
+
+  // A device changed through its interfaces keeps the change to itself; the per-user store is what the
+  // next one starts from. The store holds the root's own properties only.
+  if (name.find(L"::") != std::wstring::npos) {
+    PrintLine("not saved: new devices start only from properties of the root");
+    return 0;
+  }
+  const HRESULT saved = SaveUserSetting(name, value);
+  if (FAILED(saved)) return ReportFailure("saving " + ToUtf8(name) + " in " + UserSettingsLocation(), saved);
+  PrintLine("saved for new devices in " + UserSettingsLocation());
+  return 0;
+}
+
+int Reset(const std::wstring& name) {
+  const HRESULT hr = RemoveUserSetting(name);
+  if (FAILED(hr)) return ReportFailure("removing " + ToUtf8(name) + " from " + UserSettingsLocation(), hr);
+  PrintLine(ToUtf8(name) + (hr == S_OK ? " removed from " : " was not saved in ") + UserSettingsLocation());
   return 0;
 }
 
@@ -86,6 +132,7 @@ int RunProps(IUnknown* object, const TCommand& c) {
   switch (c.kind) {
     case TCommandKind::PropsGet: return Get(props.Get(), c.name);
     case TCommandKind::PropsSet: return Set(props.Get(), c.name, c.value);
+    case TCommandKind::PropsReset: return Reset(c.name);
     case TCommandKind::PropsList: return List(props.Get(), c);
     case TCommandKind::PropsInfo: return Info(props.Get(), c.name);
     case TCommandKind::PropsOptions: return Options(props.Get(), c.name);

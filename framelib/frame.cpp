@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "framelib/frame_text.h"
 #include "framelib/picture_layout.h"
 
 TFrame::TFrame() : props_{}, time_{} {
@@ -210,7 +211,10 @@ HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** f
   return E_NOTIMPL;
 }
 
-HRESULT TFrame::TextDraw(const wchar_t*, double, const TTextPlacement*, int32_t, const wchar_t*) { return E_NOTIMPL; }
+HRESULT TFrame::TextDraw(const wchar_t* text, double size, const TTextPlacement* placement, int32_t alignment,
+                         const wchar_t* style) {
+  return ::TextDraw(this, text, size, placement, alignment, style);
+}
 
 HRESULT TFrame::Overlay(ICVFrame_I*, int32_t, const TOverlayRect*, int32_t, double, int32_t, int32_t) {
   return E_NOTIMPL;

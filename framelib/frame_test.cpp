@@ -269,8 +269,6 @@ TEST(Frame, DrawingOperationsAreNotThereYet) {
   EXPECT_EQ(frame->FrameConvert(kColourHDYC, 8, 8, 0, &out, 0, L"screen-cap"), E_NOTIMPL);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(frame->MarkupFill(0, 0, 1, 1, 0.5, L"color=black width=2 height=2", 0), E_NOTIMPL);
-  const TTextPlacement place{0, 0.05, 0, 0, 1};
-  EXPECT_EQ(frame->TextDraw(L"00:00:00:00", 2.0, &place, 0x21, L"color='yellow'"), E_NOTIMPL);
   const TOverlayRect rect{0, 0, 4, 4};
   EXPECT_EQ(frame->Overlay(other.Get(), 0, &rect, 1, 1.0, 0, 0), E_NOTIMPL);
 }

@@ -5,6 +5,7 @@
 
 #include "framelib/frame_fill.h"
 #include "framelib/frame_overlay.h"
+#include "framelib/frame_text.h"
 #include "framelib/picture_layout.h"
 
 TFrame::TFrame() : props_{}, time_{} {
@@ -214,7 +215,10 @@ HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** f
   return E_NOTIMPL;
 }
 
-HRESULT TFrame::TextDraw(const wchar_t*, double, const TTextPlacement*, int32_t, const wchar_t*) { return E_NOTIMPL; }
+HRESULT TFrame::TextDraw(const wchar_t* text, double size, const TTextPlacement* placement, int32_t alignment,
+                         const wchar_t* style) {
+  return ::TextDraw(this, text, size, placement, alignment, style);
+}
 
 HRESULT TFrame::Overlay(ICVFrame_I* source, int32_t, const TOverlayRect* rect, int32_t flags, double opacity, int32_t,
                         int32_t) {

@@ -1,6 +1,7 @@
-// Bitmaps of the platform's graphics interface, named by a 64-bit handle: what the frame library needs
-// to turn one into a picture, and to make one from pixels (stock images, tests). Linux has no such
-// handles: every call there answers E_NOTIMPL or 0.
+// Bitmaps named by a 64-bit handle: what the frame library needs to turn one into a picture, and to make
+// one from pixels (stock images, pointer pictures, tests). On Windows they are the graphics interface's
+// bitmaps; on Linux, which has no such objects, pictures kept by this process. A handle that names no
+// bitmap is refused with E_INVALIDARG on both.
 #pragma once
 
 #include <cstdint>

@@ -6,7 +6,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 bash scripts/install-deps.sh test
 timing=(bench_timed_wait bench_rate_timer)
-gbench=(bench_formats bench_primitives bench_props bench_overlay)
+gbench=(bench_formats bench_primitives bench_props bench_overlay bench_text)
 
 cmake --preset linux >/dev/null
 cmake --build --preset linux --target "${timing[@]}" "${gbench[@]}"

@@ -27,7 +27,12 @@ HRESULT BitmapSize(uint64_t bitmap, int32_t* width, int32_t* height) {
 
 HRESULT ReadBitmapPixels(uint64_t bitmap, int32_t width, int32_t height, void* pixels) {
   if (!pixels) return E_POINTER;
-  if (!Fits(bitmap) || width <= 0 || height <= 0) return E_INVALIDARG;
+  // GetDIBits would read a handle that names no bitmap as a plain failure, and a size other than the
+  // bitmap's own as fewer lines: both are the caller's mistakes.
+  int32_t ownWidth = 0, ownHeight = 0;
+  if (FAILED(BitmapSize(bitmap, &ownWidth, &ownHeight)) || width != ownWidth || height != ownHeight) {
+    return E_INVALIDARG;
+  }
   HDC dc = CreateCompatibleDC(nullptr);
   if (!dc) return E_FAIL;
   BITMAPINFO info{};

@@ -1,5 +1,6 @@
 // props get | set | reset | list | info | options | xml
 #include <cstdio>
+#include <cwctype>
 #include <vector>
 
 #include "tools/cvcapture/com_ref.h"
@@ -53,6 +54,14 @@ int Set(ICVProps* props, const std::wstring& name, const std::wstring& value) {
   // next one starts from. The store holds the root's own properties only.
   if (name.find(L"::") != std::wstring::npos) {
     PrintLine("not saved: new devices start only from properties of the root");
+    return 0;
+  }
+  // A device reads this key from the store and then puts its catalogue value back, so a saved value
+  // would never reach it.
+  std::wstring lower = name;
+  for (wchar_t& ch : lower) ch = static_cast<wchar_t>(std::towlower(ch));
+  if (lower == L"capture.background_color") {
+    PrintLine("not saved: new devices always start capture.background_color from its default");
     return 0;
   }
   const HRESULT saved = SaveUserSetting(name, value);

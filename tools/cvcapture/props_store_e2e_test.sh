@@ -69,5 +69,10 @@ tool "$@" props get capture.mode
 [ "$out" = gdi ] || fail "a new process reads capture.mode as '$out'"
 tool "$@" props reset capture.mode
 
+tool "$@" props set capture.background_color 'Black(20)'
+[ "$(sed -n 2p <<<"$out")" = "not saved: new devices always start capture.background_color from its default" ] \
+  || fail "a key that devices always reset was reported as saved: $out"
+! stored capture.background_color | grep -qi 'black(20)' || fail "capture.background_color was stored"
+
 rm -rf "$XDG_CONFIG_HOME" stdout.txt stderr.txt
 echo "props_store_e2e: ok"

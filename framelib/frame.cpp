@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "framelib/frame_convert.h"
 #include "framelib/picture_layout.h"
 
 TFrame::TFrame() : props_{}, time_{} {
@@ -201,13 +202,13 @@ HRESULT TFrame::FrameDuplicate(ICVFrame_I** frame, uint32_t mode, int32_t /*rese
   return hr;
 }
 
-// ---- drawing: not there yet ----
+// ---- drawing ----
 
 HRESULT TFrame::MarkupFill(int32_t, int32_t, int32_t, int32_t, double, const wchar_t*, int32_t) { return E_NOTIMPL; }
 
-HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** frame, uint32_t, const wchar_t*) {
-  if (frame) *frame = nullptr;
-  return E_NOTIMPL;
+HRESULT TFrame::FrameConvert(uint32_t colourFormat, int32_t width, int32_t height, int32_t /*reserved*/,
+                             ICVFrame_I** frame, const wchar_t* options, const wchar_t* hints) {
+  return ConvertFrame(*this, colourFormat, width, height, options, hints, frame);
 }
 
 HRESULT TFrame::TextDraw(const wchar_t*, double, const TTextPlacement*, int32_t, const wchar_t*) { return E_NOTIMPL; }

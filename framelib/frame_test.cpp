@@ -265,9 +265,6 @@ TEST(Frame, PixelsGetChecksItsArguments) {
 TEST(Frame, DrawingOperationsAreNotThereYet) {
   FramePtr frame = MakeFrame();
   FramePtr other = MakeFrame();
-  ICVFrame_I* out = reinterpret_cast<ICVFrame_I*>(1);
-  EXPECT_EQ(frame->FrameConvert(kColourHDYC, 8, 8, 0, &out, 0, L"screen-cap"), E_NOTIMPL);
-  EXPECT_EQ(out, nullptr);
   EXPECT_EQ(frame->MarkupFill(0, 0, 1, 1, 0.5, L"color=black width=2 height=2", 0), E_NOTIMPL);
   const TTextPlacement place{0, 0.05, 0, 0, 1};
   EXPECT_EQ(frame->TextDraw(L"00:00:00:00", 2.0, &place, 0x21, L"color='yellow'"), E_NOTIMPL);

@@ -24,6 +24,7 @@ struct Axis {
   std::vector<uint32_t> linear;  // Linear: 256 - f | f << 16
   std::vector<int32_t> count, offset;
   std::vector<uint16_t> area;
+  bool halves = false;  // Linear at exactly 2: every output the mean of two neighbours, pairs side by side
 
   int32_t Span() const { return hi - lo + 1; }
 };
@@ -79,6 +80,10 @@ void MakeAxis(int32_t extent, int32_t start, int32_t length, int32_t out, Axis* 
       axis->first[size_t(i)] = x;
       axis->linear[size_t(i)] = uint32_t(256 - f) | uint32_t(f) << 16;
     }
+    axis->halves = true;
+    for (int32_t i = 0; i < out && axis->halves; ++i) {
+      axis->halves = axis->linear[size_t(i)] == (128u | 128u << 16) && axis->first[size_t(i)] == axis->first[0] + 2 * i;
+    }
   }
   axis->lo = extent;
   axis->hi = -1;
@@ -128,6 +133,38 @@ class SourceRows {
 
 int32_t SourceBytesPerPixel(int32_t layout) { return layout == kPixelSourceBgr ? 3 : 4; }
 
+// The last source row that output row j of the picture reads.
+int32_t LastRowOf(const Axis& ay, int32_t fromY, int32_t j) {
+  switch (ay.filter) {
+    case Filter::Same: return fromY + j;
+    case Filter::Linear: return ay.first[size_t(j)] + 1;
+    case Filter::Area: return ay.first[size_t(j)] + ay.count[size_t(j)] - 1;
+  }
+  return 0;
+}
+
+// Asks for the source rows of the next output row while this one is worked on. Within a row the
+// processor's own prefetch keeps up; at each new row, and at each page of it, it would start cold, and
+// the vertical step, which reads the source first, would wait for memory.
+class RowPrefetch {
+ public:
+  RowPrefetch(const TPixelSource& src, int32_t lo, int32_t span)
+      : src_(src), offset_(int64_t{lo} * SourceBytesPerPixel(src.layout)), bytes_(int64_t{span} * SourceBytesPerPixel(src.layout)) {}
+
+  void UpTo(int32_t row) {
+    for (; done_ < row && done_ + 1 < src_.height; ++done_) {
+      const uint8_t* at = src_.top + int64_t{done_ + 1} * src_.step + offset_;
+      for (int64_t i = 0; i < bytes_; i += 64) __builtin_prefetch(at + i, 0, 3);
+      __builtin_prefetch(at + bytes_ - 1, 0, 3);
+    }
+  }
+
+ private:
+  const TPixelSource& src_;
+  int64_t offset_, bytes_;
+  int32_t done_ = -1;
+};
+
 int64_t TargetRowBytes(const TPixelTarget& dst) {
   const bool packed = dst.layout == kPixelTargetCbYCrY || dst.layout == kPixelTargetYCbYCr;
   return packed ? (int64_t{dst.width} + 1) / 2 * 4 : int64_t{dst.width} * 4;
@@ -167,6 +204,7 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
   std::vector<uint8_t> line(packed ? size_t(dst.width) * 4 : 0);
   if (packed) PixelRowFill4(line.data(), dst.width, kClear);
 
+  RowPrefetch prefetch(src, ax.lo, span);
   for (int32_t y = 0; y < dst.height; ++y) {
     uint8_t* out = dst.top + int64_t{y} * dst.step;
     const int32_t j = y - to.y;
@@ -174,6 +212,7 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
       PixelRowFill4(out, blackGroups, black);
       continue;
     }
+    prefetch.UpTo(LastRowOf(ay, from.y, j + 1 < to.height ? j + 1 : j));
 
     const uint8_t* v = nullptr;  // the source row at this height, columns ax.lo .. ax.hi
     if (ay.filter == Filter::Same) {
@@ -212,6 +251,8 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
       } else {
         std::memcpy(h, v, size_t(to.width) * 4);
       }
+    } else if (ax.halves) {
+      PixelRowHalve(v + int64_t{ax.first[0]} * 4, h, to.width);
     } else if (ax.filter == Filter::Linear) {
       PixelRowLinear(v, h, to.width, ax.first.data(), ax.linear.data());
     } else {

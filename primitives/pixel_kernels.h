@@ -28,6 +28,7 @@ int32_t PairsToYuv422Sse2(const uint8_t* first, const uint8_t* second, uint8_t* 
 int32_t RowOpaqueSse2(const uint8_t* src, uint8_t* dst, int32_t width);
 int32_t RowBlendSse2(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight);
 int32_t RowLinearSse2(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x, const uint32_t* weights);
+int32_t RowHalveSse2(const uint8_t* src, uint8_t* dst, int32_t dstWidth);
 #endif
 
 #if defined(CV_PRIM_HAVE_AVX2)
@@ -35,6 +36,7 @@ int32_t RowToYuv422Avx2(const uint8_t* bgra, uint8_t* dst, int32_t width, int32_
 int32_t PairsToYuv422Avx2(const uint8_t* first, const uint8_t* second, uint8_t* dst, int32_t pairs, int32_t order);
 int32_t RowBlendAvx2(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight);
 int32_t RowLinearAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x, const uint32_t* weights);
+int32_t RowHalveAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth);
 #endif
 
 }  // namespace cvprim

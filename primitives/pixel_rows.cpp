@@ -115,6 +115,20 @@ extern "C" void PixelRowLinear(const uint8_t* src, uint8_t* dst, int32_t dstWidt
   }
 }
 
+extern "C" void PixelRowHalve(const uint8_t* src, uint8_t* dst, int32_t dstWidth) {
+  int32_t done = 0;
+#if defined(CV_PRIM_HAVE_AVX2)
+  if (cvprim::UseAvx2()) done = cvprim::RowHalveAvx2(src, dst, dstWidth);
+#endif
+#if defined(CV_PRIM_HAVE_SSE2)
+  if (cvprim::UseSimd()) done += cvprim::RowHalveSse2(src + 8 * done, dst + 4 * done, dstWidth - done);
+#endif
+  for (int32_t j = 4 * done; j < 4 * dstWidth; ++j) {
+    const int32_t pixel = j / 4, channel = j % 4;
+    dst[j] = uint8_t((src[8 * pixel + channel] + src[8 * pixel + 4 + channel] + 1) >> 1);
+  }
+}
+
 extern "C" void PixelRowArea(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* first,
                              const int32_t* count, const int32_t* offset, const uint16_t* weights) {
   for (int32_t i = 0; i < dstWidth; ++i, dst += 4) {

@@ -45,6 +45,10 @@ void PixelRowBlend(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int3
 // 0..256; each channel is (p * (256 - f) + q * f + 128) >> 8.
 void PixelRowLinear(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x, const uint32_t* weights);
 
+// The horizontal step of a reduction by exactly 2: output pixel i is the mean of source pixels 2i and
+// 2i + 1, rounded up, (p + q + 1) >> 1, which is PixelRowLinear with x[i] = 2i and f = 128.
+void PixelRowHalve(const uint8_t* src, uint8_t* dst, int32_t dstWidth);
+
 // Area averaging, for reductions of more than 2. A tap list per output pixel: `first[i]` is its first
 // source pixel (or row), `count[i]` how many follow, and their weights start at weights[offset[i]]; the
 // weights of one output pixel sum to kPixelAreaOne.

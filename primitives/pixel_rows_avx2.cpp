@@ -117,20 +117,38 @@ int32_t PairsToYuv422Avx2(const uint8_t* first, const uint8_t* second, uint8_t* 
 }
 
 int32_t RowBlendAvx2(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight) {
-  const __m256i keep = _mm256_set1_epi16(short(256 - weight)), take = _mm256_set1_epi16(short(weight));
-  const __m256i half = _mm256_set1_epi16(128), zero = _mm256_setzero_si256();
   int32_t i = 0;
+  if (weight == 0 || weight == 256) {  // one row alone, exactly
+    const uint8_t* from = weight ? bottom : top;
+    for (; i + 32 <= bytes; i += 32) Store(dst + i, Load(from + i));
+    return i;
+  }
+  if (weight == 128) {  // the rounded-up mean
+    for (; i + 32 <= bytes; i += 32) Store(dst + i, _mm256_avg_epu8(Load(top + i), Load(bottom + i)));
+    return i;
+  }
+  // Byte multiply-adds of the unsigned weights (1..255 each) with the pixels moved to -128..127:
+  // keep * (t - 128) + take * (b - 128) lies in -32768..32512 because keep + take = 256, so the signed
+  // 16-bit sum doesn't saturate, and adding back 128 * 256 + 128 in wrapping 16-bit lanes gives
+  // t * keep + b * take + 128 exactly.
+  const __m256i w = _mm256_set1_epi16(short((256 - weight) | weight << 8));
+  const __m256i flip = _mm256_set1_epi8(char(0x80)), back = _mm256_set1_epi16(short(32896));
   for (; i + 32 <= bytes; i += 32) {
-    const __m256i t = Load(top + i), b = Load(bottom + i);
-    const __m256i lo =
-        _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(t, zero), keep),
-                                          _mm256_mullo_epi16(_mm256_unpacklo_epi8(b, zero), take)),
-                         half);
-    const __m256i hi =
-        _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(t, zero), keep),
-                                          _mm256_mullo_epi16(_mm256_unpackhi_epi8(b, zero), take)),
-                         half);
+    const __m256i t = _mm256_xor_si256(Load(top + i), flip), b = _mm256_xor_si256(Load(bottom + i), flip);
+    const __m256i lo = _mm256_add_epi16(_mm256_maddubs_epi16(w, _mm256_unpacklo_epi8(t, b)), back);
+    const __m256i hi = _mm256_add_epi16(_mm256_maddubs_epi16(w, _mm256_unpackhi_epi8(t, b)), back);
     Store(dst + i, _mm256_packus_epi16(_mm256_srli_epi16(lo, 8), _mm256_srli_epi16(hi, 8)));
+  }
+  return i;
+}
+
+int32_t RowHalveAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth) {
+  int32_t i = 0;
+  for (; i + 8 <= dstWidth; i += 8) {
+    const __m256 p0 = _mm256_castsi256_ps(Load(src + 8 * i)), p1 = _mm256_castsi256_ps(Load(src + 8 * i + 32));
+    const __m256i even = _mm256_castps_si256(_mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m256i odd = _mm256_castps_si256(_mm256_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1)));
+    Store(dst + 4 * i, InOrder(_mm256_avg_epu8(even, odd)));
   }
   return i;
 }

@@ -106,10 +106,14 @@ int32_t RowOpaqueSse2(const uint8_t* src, uint8_t* dst, int32_t width) {
 }
 
 int32_t RowBlendSse2(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight) {
+  int32_t i = 0;
+  if (weight == 128) {  // (t * 128 + b * 128 + 128) >> 8 is the rounded-up mean
+    for (; i + 16 <= bytes; i += 16) Store(dst + i, _mm_avg_epu8(Load(top + i), Load(bottom + i)));
+    return i;
+  }
   // Every product and the sum stay below 2^16, so unsigned 16-bit lanes hold them without a carry out.
   const __m128i keep = _mm_set1_epi16(short(256 - weight)), take = _mm_set1_epi16(short(weight));
   const __m128i half = _mm_set1_epi16(128), zero = _mm_setzero_si128();
-  int32_t i = 0;
   for (; i + 16 <= bytes; i += 16) {
     const __m128i t = Load(top + i), b = Load(bottom + i);
     const __m128i lo = _mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(t, zero), keep),
@@ -132,6 +136,17 @@ int32_t RowLinearSse2(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const 
     const __m128i c = _mm_srli_epi32(_mm_add_epi32(LinearPixel(src, x[i + 2], weights[i + 2]), half), 8);
     const __m128i d = _mm_srli_epi32(_mm_add_epi32(LinearPixel(src, x[i + 3], weights[i + 3]), half), 8);
     Store(dst + 4 * i, _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+  }
+  return i;
+}
+
+int32_t RowHalveSse2(const uint8_t* src, uint8_t* dst, int32_t dstWidth) {
+  int32_t i = 0;
+  for (; i + 4 <= dstWidth; i += 4) {
+    const __m128 p0 = _mm_castsi128_ps(Load(src + 8 * i)), p1 = _mm_castsi128_ps(Load(src + 8 * i + 16));
+    const __m128i even = _mm_castps_si128(_mm_shuffle_ps(p0, p1, _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128i odd = _mm_castps_si128(_mm_shuffle_ps(p0, p1, _MM_SHUFFLE(3, 1, 3, 1)));
+    Store(dst + 4 * i, _mm_avg_epu8(even, odd));
   }
   return i;
 }

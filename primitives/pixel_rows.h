@@ -40,10 +40,11 @@ void PixelRowRgb24To32(const uint8_t* src, uint8_t* dst, int32_t width);
 // byte, for 0 <= weight <= 256.
 void PixelRowBlend(const uint8_t* top, const uint8_t* bottom, uint8_t* dst, int32_t bytes, int32_t weight);
 
-// Horizontal step of a bilinear resize. Output pixel i blends source pixels x[i] and x[i] + 1, both of
-// which must exist, with the weights in `weights[i]`: 256 - f in the low half, f in the high half, f in
-// 0..256; each channel is (p * (256 - f) + q * f + 128) >> 8.
-void PixelRowLinear(const uint8_t* src, uint8_t* dst, int32_t dstWidth, const int32_t* x, const uint32_t* weights);
+// Horizontal step of a bilinear resize. Output pixel i blends source pixels x[i] and x[i] + 1 of a row of
+// `srcWidth` pixels (so x[i] + 1 < srcWidth) with the weights in `weights[i]`: 256 - f in the low half,
+// f in the high half, f in 0..256; each channel is (p * (256 - f) + q * f + 128) >> 8.
+void PixelRowLinear(const uint8_t* src, int32_t srcWidth, uint8_t* dst, int32_t dstWidth, const int32_t* x,
+                    const uint32_t* weights);
 
 // The horizontal step of a reduction by exactly 2: output pixel i is the mean of source pixels 2i and
 // 2i + 1, rounded up, (p + q + 1) >> 1, which is PixelRowLinear with x[i] = 2i and f = 128.

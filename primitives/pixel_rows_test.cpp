@@ -2,6 +2,7 @@
 // kernel against the plain one, bit for bit, on odd lengths and on rows that end at a guard page.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -153,19 +154,24 @@ TEST(PixelRowsMatch, OpaqueBlendAndLinearAtEveryWidth) {
     for (int32_t weight : {0, 1, 77, 128, 255, 256})
       ExpectSameOnBothPaths([&] { PixelRowBlend(a.data(), b.data(), out.data(), n * 4, weight); return Bytes(out); },
                             "blend", n);
-    // Any pixel of a source row of n + 1 pixels may be the left one of a blend, with any weight.
+    // Pairs anywhere in a source row of n + 1 pixels, and pairs stepping through it as a resize does
+    // (with some weights of 256, which the byte-weight kernels can't take); the last pair ends at the
+    // guard page.
     cvplat::GuardedArray<uint8_t> wide(size_t(n + 1) * 4);
     Fill(wide);
     std::vector<int32_t> x(static_cast<size_t>(n));
     std::vector<uint32_t> w(static_cast<size_t>(n));
-    for (int32_t i = 0; i < n; ++i) {
-      x[size_t(i)] = int32_t(NextByte() * 256 + NextByte()) % n;
-      const uint32_t f = i % 7 == 0 ? (i % 2 ? 256u : 0u) : NextByte();
-      w[size_t(i)] = (256 - f) | f << 16;
+    for (int32_t layout = 0; layout < 3; ++layout) {
+      for (int32_t i = 0; i < n; ++i) {
+        const int32_t stepping = layout == 1 ? i * 3 / 2 : i * 3 / 4;  // 1.5 and 0.75 source pixels apart
+        x[size_t(i)] = layout == 0 ? int32_t(NextByte() * 256 + NextByte()) % n : std::min(stepping, n - 1);
+        const uint32_t f = layout == 2 && i % 11 == 5 ? (i % 2 ? 256u : 0u) : 1u + NextByte() % 255u;
+        w[size_t(i)] = (256 - f) | f << 16;
+      }
+      x[size_t(n - 1)] = n - 1;
+      ExpectSameOnBothPaths(
+          [&] { PixelRowLinear(wide.data(), n + 1, out.data(), n, x.data(), w.data()); return Bytes(out); }, "linear", n);
     }
-    x[size_t(n - 1)] = n - 1;  // the last pair ends at the guard page
-    ExpectSameOnBothPaths(
-        [&] { PixelRowLinear(wide.data(), out.data(), n, x.data(), w.data()); return Bytes(out); }, "linear", n);
   }
 }
 

@@ -224,7 +224,8 @@ int32_t Convert(const TPixelSource& src, const TPixelRect& from, const TPixelTar
       PixelRowFill4(out, blackGroups, black);
       continue;
     }
-    prefetch.Want(LastRowOf(ay, from.y, j + 1 < to.height ? j + 1 : j));
+    // A picture taken row for row streams through memory in order, which the processor foresees alone.
+    if (ay.filter != Filter::Same) prefetch.Want(LastRowOf(ay, from.y, j + 1 < to.height ? j + 1 : j));
 
     const uint8_t* v = nullptr;  // the source row at this height, columns ax.lo .. ax.hi
     if (ay.filter == Filter::Same) {

@@ -156,32 +156,35 @@ int32_t RowHalveAvx2(const uint8_t* src, uint8_t* dst, int32_t dstWidth) {
 int32_t RowLinearAvx2(const uint8_t* src, int32_t srcWidth, uint8_t* dst, int32_t dstWidth, const int32_t* x,
                       const uint32_t* weights) {
   const __m256i flip = _mm256_set1_epi8(char(0x80)), back = _mm256_set1_epi16(short(32896));
-  const __m256i whole = _mm256_set1_epi32(256), wholeNext = _mm256_set1_epi32(256 << 16);
-  const __m256i seven = _mm256_set1_epi32(7), one = _mm256_set1_epi32(1), fifteen = _mm256_set1_epi32(15);
+  const __m256i seven = _mm256_set1_epi32(7), fourteen = _mm256_set1_epi32(14);
+  const __m256i highBytes = _mm256_set1_epi32(int(0xFF00FF00u));
+  // The weights' low bytes, 256 - f and f, as a byte pair repeated for the four channels of a pixel:
+  // pixels 0, 1 of each lane for the low unpack, 2, 3 for the high one.
+  const __m256i pairsLo = _mm256_setr_epi8(0, 2, 0, 2, 0, 2, 0, 2, 4, 6, 4, 6, 4, 6, 4, 6, 0, 2, 0, 2, 0, 2, 0, 2, 4,
+                                           6, 4, 6, 4, 6, 4, 6);
+  const __m256i pairsHi = _mm256_add_epi8(pairsLo, _mm256_set1_epi8(8));
   int32_t i = 0;
   for (; i + 8 <= dstWidth; i += 8) {
     const int32_t x0 = x[i];
     const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(weights + i));
     const __m256i at = _mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(x + i)), _mm256_set1_epi32(x0));
-    // The window holds the pairs when every x lies within x0 .. x0 + 14 (above x0 - 1, below x0 + 15).
-    const __m256i outside = _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_setzero_si256(), at), _mm256_cmpgt_epi32(_mm256_add_epi32(at, one), fifteen));
-    const __m256i whole256 = _mm256_or_si256(_mm256_cmpeq_epi32(w, whole), _mm256_cmpeq_epi32(w, wholeNext));
-    if (_mm256_movemask_epi8(_mm256_or_si256(outside, whole256)) == 0 && x0 + 16 <= srcWidth) {
-      // All eight pairs lie in the 16 pixels from x0: two loads and a permute each for p and q instead of
-      // eight loads, and byte multiply-adds as in the vertical blend, since no weight is 256.
-      const __m256i lo = Load(src + 4 * x0), hi = Load(src + 4 * x0 + 32);
-      auto pick = [lo, hi, seven](__m256i index) {
-        return _mm256_blendv_epi8(_mm256_permutevar8x32_epi32(lo, index), _mm256_permutevar8x32_epi32(hi, index),
-                                  _mm256_cmpgt_epi32(index, seven));
+    // Every x within x0 .. x0 + 14 (as unsigned, anything below x0 is huge), and no weight of 256, whose
+    // byte pair would need a ninth bit.
+    const __m256i near = _mm256_cmpeq_epi32(_mm256_max_epu32(at, fourteen), fourteen);
+    if (_mm256_testc_si256(near, _mm256_cmpeq_epi32(near, near)) && _mm256_testz_si256(w, highBytes) &&
+        x0 + 17 <= srcWidth) {
+      // All eight pairs lie in the 17 pixels from x0: p from the window at x0, q from the one a pixel on,
+      // by the same permutes, instead of eight loads of a pair each; byte multiply-adds as in the
+      // vertical blend.
+      const uint8_t* window = src + 4 * x0;
+      const __m256i upper = _mm256_cmpgt_epi32(at, seven);
+      auto pick = [&](const uint8_t* from) {
+        return _mm256_xor_si256(_mm256_blendv_epi8(_mm256_permutevar8x32_epi32(Load(from), at),
+                                                   _mm256_permutevar8x32_epi32(Load(from + 32), at), upper),
+                                flip);
       };
-      const __m256i p = _mm256_xor_si256(pick(at), flip), q = _mm256_xor_si256(pick(_mm256_add_epi32(at, one)), flip);
-      // Each pixel's weights as the byte pair 256 - f, f, twice per 32 bits.
-      const __m256i pairs = _mm256_or_si256(_mm256_and_si256(w, _mm256_set1_epi32(0xFF)),
-                                            _mm256_and_si256(_mm256_srli_epi32(w, 8), _mm256_set1_epi32(0xFF00)));
-      const __m256i both = _mm256_or_si256(pairs, _mm256_slli_epi32(pairs, 16));
-      // Unpacking p with q takes pixels 0, 1 | 4, 5 (low) and 2, 3 | 6, 7 (high) per lane.
-      const __m256i wLo = _mm256_permutevar8x32_epi32(both, _mm256_setr_epi32(0, 0, 1, 1, 4, 4, 5, 5));
-      const __m256i wHi = _mm256_permutevar8x32_epi32(both, _mm256_setr_epi32(2, 2, 3, 3, 6, 6, 7, 7));
+      const __m256i p = pick(window), q = pick(window + 4);
+      const __m256i wLo = _mm256_shuffle_epi8(w, pairsLo), wHi = _mm256_shuffle_epi8(w, pairsHi);
       const __m256i rLo = _mm256_srli_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(wLo, _mm256_unpacklo_epi8(p, q)), back), 8);
       const __m256i rHi = _mm256_srli_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(wHi, _mm256_unpackhi_epi8(p, q)), back), 8);
       Store(dst + 4 * i, _mm256_packus_epi16(rLo, rHi));

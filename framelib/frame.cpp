@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "framelib/frame_convert.h"
 #include "framelib/frame_fill.h"
 #include "framelib/frame_overlay.h"
 #include "framelib/frame_text.h"
@@ -210,9 +211,9 @@ HRESULT TFrame::MarkupFill(int32_t, int32_t, int32_t x, int32_t y, double opacit
   return FillMarkupRect(*this, x, y, opacity, markup);
 }
 
-HRESULT TFrame::FrameConvert(uint32_t, int32_t, int32_t, int32_t, ICVFrame_I** frame, uint32_t, const wchar_t*) {
-  if (frame) *frame = nullptr;
-  return E_NOTIMPL;
+HRESULT TFrame::FrameConvert(uint32_t colourFormat, int32_t width, int32_t height, int32_t /*reserved*/,
+                             ICVFrame_I** frame, const wchar_t* options, const wchar_t* hints) {
+  return ConvertFrame(*this, colourFormat, width, height, options, hints, frame);
 }
 
 HRESULT TFrame::TextDraw(const wchar_t* text, double size, const TTextPlacement* placement, int32_t alignment,

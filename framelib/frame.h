@@ -55,7 +55,7 @@ class TFrame final : public ICVFrame_I, public ICVFrame, public ICVNamedValues {
   HRESULT STDMETHODCALLTYPE MarkupFill(int32_t reserved1, int32_t reserved2, int32_t x, int32_t y,
                                        double opacity, const wchar_t* markup, int32_t reserved3) override;
   HRESULT STDMETHODCALLTYPE FrameConvert(uint32_t colourFormat, int32_t width, int32_t height, int32_t reserved,
-                                         ICVFrame_I** frame, uint32_t flags, const wchar_t* hints) override;
+                                         ICVFrame_I** frame, const wchar_t* options, const wchar_t* hints) override;
   HRESULT STDMETHODCALLTYPE LabelSet(const wchar_t* name, int32_t reserved, int64_t value) override;
   HRESULT STDMETHODCALLTYPE TextDraw(const wchar_t* text, double size, const TTextPlacement* placement,
                                      int32_t alignment, const wchar_t* style) override;
@@ -73,6 +73,10 @@ class TFrame final : public ICVFrame_I, public ICVFrame, public ICVNamedValues {
   HRESULT STDMETHODCALLTYPE ValueRemove(const wchar_t* name) override;
 
  private:
+  // Reads the picture, time, labels and values under the lock and fills a frame that no one else holds.
+  friend HRESULT ConvertFrame(TFrame& source, uint32_t colourFormat, int32_t width, int32_t height,
+                              const wchar_t* options, const wchar_t* hints, ICVFrame_I** frame);
+
   TFrame();
   ~TFrame();
   TFrame(const TFrame&) = delete;

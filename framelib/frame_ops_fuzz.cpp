@@ -121,11 +121,14 @@ void Convert(FuzzedDataProvider& in, FramePtr& frame) {
   const uint32_t colour = kColours[in.ConsumeIntegralInRange<size_t>(0, std::size(kColours) - 1)];
   const int32_t width = in.ConsumeIntegralInRange(-3, 24);
   const int32_t height = in.ConsumeIntegralInRange(-16, 16);
+  const std::wstring options = ConsumeText(in);
+  const bool noOptions = in.ConsumeBool();
   const std::wstring hints = ConsumeText(in);
   const bool noHints = in.ConsumeBool();
   const TSnapshot before = Snap(frame.Get());
   ICVFrame_I* out = reinterpret_cast<ICVFrame_I*>(1);
-  const HRESULT hr = frame->FrameConvert(colour, width, height, 0, &out, 0, noHints ? nullptr : hints.c_str());
+  const HRESULT hr = frame->FrameConvert(colour, width, height, 0, &out, noOptions ? nullptr : options.c_str(),
+                                         noHints ? nullptr : hints.c_str());
   Require(Snap(frame.Get()).bytes == before.bytes);
   if (FAILED(hr)) {
     Require(out == nullptr);

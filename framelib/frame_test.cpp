@@ -262,11 +262,4 @@ TEST(Frame, PixelsGetChecksItsArguments) {
   EXPECT_EQ(Query<ICVFrame>(frame.Get(), IID_ICVFrame)->BytesGet(nullptr, nullptr), E_POINTER);
 }
 
-TEST(Frame, DrawingOperationsAreNotThereYet) {
-  FramePtr frame = MakeFrame();
-  ICVFrame_I* out = reinterpret_cast<ICVFrame_I*>(1);
-  EXPECT_EQ(frame->FrameConvert(kColourHDYC, 8, 8, 0, &out, 0, L"screen-cap"), E_NOTIMPL);
-  EXPECT_EQ(out, nullptr);
-}
-
 }  // namespace

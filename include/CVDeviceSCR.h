@@ -80,9 +80,11 @@ struct ICVFrame_I : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE FrameDuplicate(ICVFrame_I** frame, uint32_t mode, int32_t reserved) = 0;
   virtual HRESULT STDMETHODCALLTYPE MarkupFill(int32_t reserved1, int32_t reserved2, int32_t x, int32_t y,
                                                double opacity, const wchar_t* markup, int32_t reserved3) = 0;
-  // The frame in another colour format and size; the time and labels go over to the new frame.
+  // The frame in another colour format and size; the time, labels and named values go over to the new
+  // frame. `options` is the scale option text in the attribute form ("scale-type='letter-box'"), null or
+  // empty for the defaults; `hints` names the kind of picture ("screen-cap").
   virtual HRESULT STDMETHODCALLTYPE FrameConvert(uint32_t colourFormat, int32_t width, int32_t height,
-                                                 int32_t reserved, ICVFrame_I** frame, uint32_t flags,
+                                                 int32_t reserved, ICVFrame_I** frame, const wchar_t* options,
                                                  const wchar_t* hints) = 0;
   virtual HRESULT STDMETHODCALLTYPE LabelSet(const wchar_t* name, int32_t reserved, int64_t value) = 0;
   virtual HRESULT STDMETHODCALLTYPE TextDraw(const wchar_t* text, double size, const TTextPlacement* placement,

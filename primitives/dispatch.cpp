@@ -1,7 +1,8 @@
-// The one piece of process-wide state of the library: whether the SSE2 kernels may run.
+// The one piece of process-wide state of the library: whether the SSE2 and AVX2 kernels may run.
 #include <atomic>
 
 #include "primitives/kernels.h"
+#include "primitives/pixel_kernels.h"
 #include "primitives/primitives.h"
 
 namespace {
@@ -13,6 +14,16 @@ namespace cvprim {
 bool UseSimd() {
 #if defined(CV_PRIM_HAVE_SSE2)
   return g_forceScalar.load(std::memory_order_relaxed) == 0;
+#else
+  return false;
+#endif
+}
+
+bool UseAvx2() {
+#if defined(CV_PRIM_HAVE_AVX2)
+  // Asked once: the answer can't change while the process runs.
+  static const bool present = __builtin_cpu_supports("avx2");
+  return present && UseSimd();
 #else
   return false;
 #endif

@@ -1,0 +1,86 @@
+// The row kernels of the CPU twin's fast paths, in three builds that give the same bits: plain C++ (the
+// one every target has), SSE2 and AVX2. Each does the reference's float32 operations in the reference's
+// order on a run of samples, so the choice between them is one of speed only; tests run every build the
+// machine can run against the reference.
+//
+// Samples are planar floats: channel c of sample s at out[c * stride + s], channels in the order red,
+// green, blue, alpha (a kernel asked for n channels gives the first n). Index and weight arrays and the
+// sample buffers are padded to a multiple of kLanes with entries that are safe to read; pixels in memory
+// are only read and written for the `count` asked for, so a row may end at a page edge.
+//
+// This header is included by the AVX2 build: it declares plain data and functions only, nothing inline
+// that the linker could take from that build for a processor without AVX2.
+#pragma once
+
+#include <stdint.h>
+
+namespace cvplat::cpugpu::fast {
+
+inline constexpr int32_t kLanes = 8;  // the widest build's; paddings are multiples of it
+
+// Texels of a row the samples read: the texel per sample (point) or the left and right texels and their
+// weights 1 - fx and fx (linear), clamped to the row.
+struct ColumnTaps {
+  const int32_t* left;
+  const int32_t* right;
+  const float* wLeft;
+  const float* wRight;
+  int32_t rightUnused;  // every fx is 0: the right texels weigh nothing and aren't read
+};
+
+// The rows of one output row: the top row (point: the row) with weight 1 - fy, the bottom one with fy,
+// or null where fy is 0 and it weighs nothing.
+struct RowTaps {
+  const uint8_t* top;
+  const uint8_t* bottom;
+  float wTop;
+  float wBottom;
+};
+
+// What lies outside `area`: colour x keep + tint, with tint = background x (1 - keep).
+struct Shading {
+  float keep;
+  float tint[3];
+};
+
+// Per-sample flags of the final pass, or-ed with the row's.
+inline constexpr int32_t kArgbOffScreen = 1;
+inline constexpr int32_t kArgbOffArea = 2;
+inline constexpr int32_t kHdycFirstOffScreen = 1;
+inline constexpr int32_t kHdycFirstOffArea = 2;
+inline constexpr int32_t kHdycSecondPastRight = 4;  // the second pixel repeats the first
+inline constexpr int32_t kHdycSecondOffScreen = 8;
+inline constexpr int32_t kHdycSecondOffArea = 16;
+
+struct Kernels {
+  const char* name;
+  void (*samplePoint)(const uint8_t* row, const int32_t* texel, int32_t count, int32_t channels, float* out,
+                      int32_t stride);
+  void (*sampleLinear)(const RowTaps* rows, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
+                       int32_t stride);
+  // The ARGB program's output from four-channel samples. `flags` may be null: nothing is off.
+  void (*finishArgb)(const float* samples, int32_t stride, const int32_t* flags, int32_t rowFlags,
+                     const Shading* shading, int32_t count, uint8_t* dst);
+  // The HDYC program's texels from the first and second pixels' three-channel samples.
+  void (*finishHdyc)(const float* first, const float* second, int32_t stride, const int32_t* flags,
+                     int32_t rowFlags, const Shading* shading, int32_t count, uint8_t* dst);
+  // The overlay programs blended over `dst`: four-channel samples, or with `colour` (red, green, blue, A)
+  // the coloured overlay's mask in the red channel.
+  void (*blendOverlay)(const float* samples, int32_t stride, const float* colour, int32_t count, uint8_t* dst);
+};
+
+const Kernels& PlainKernels();
+#if defined(__i386__) || defined(__x86_64__)
+#define CV_CPU_GPU_X86 1
+const Kernels& Sse2Kernels();
+const Kernels& Avx2Kernels();
+#endif
+
+// The fastest build this processor runs, unless a test has pinned one.
+const Kernels& ActiveKernels();
+// Every build this processor can run, plainest first; for tests and benchmarks.
+int32_t AvailableKernels(const Kernels** out, int32_t capacity);
+// Pins the fast paths to one build (null: back to the fastest). For tests; not safe while drawing.
+void PinKernels(const Kernels* kernels);
+
+}  // namespace cvplat::cpugpu::fast

@@ -1,0 +1,78 @@
+#include "platform/cpu_gpu/fast_sampling.h"
+
+#include <algorithm>
+#include <cfenv>
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
+
+namespace cvplat::cpugpu::fast {
+namespace {
+
+int32_t ClampTexel(int64_t i, UINT texels) {
+  return static_cast<int32_t>(std::clamp<int64_t>(i, 0, static_cast<int64_t>(texels) - 1));
+}
+
+// The left (top) texel of the linear sampler and the fraction toward the next, in 8 bits.
+struct LinearTap {
+  int64_t first;
+  float fraction;
+};
+LinearTap Linear(int64_t snapped) {
+  const int64_t l = snapped - 128;
+  return {l >> 8, static_cast<float>(l & 255) / 256.0f};
+}
+
+}  // namespace
+
+void SampleColumns::Place(const std::vector<float>& coords, UINT texels, SamplerFilter filter) {
+  const size_t n = Padded(coords.size());
+  left_.assign(n, 0);
+  right_.assign(n, 0);
+  wLeft_.assign(n, 0.0f);
+  wRight_.assign(n, 0.0f);
+  rightUnused_ = true;
+  for (size_t s = 0; s < coords.size(); ++s) {
+    const int64_t snapped = SnapToTexels(coords[s], texels);
+    if (filter == SamplerFilter::Point) {
+      left_[s] = ClampTexel(snapped >> 8, texels);
+      continue;
+    }
+    const LinearTap tap = Linear(snapped);
+    left_[s] = ClampTexel(tap.first, texels);
+    right_[s] = ClampTexel(tap.first + 1, texels);
+    wLeft_[s] = 1.0f - tap.fraction;
+    wRight_[s] = tap.fraction;
+    rightUnused_ = rightUnused_ && tap.fraction == 0.0f;
+  }
+}
+
+RowTaps PlaceRow(const Surface& texture, SamplerFilter filter, float v) {
+  const int64_t snapped = SnapToTexels(v, texture.height);
+  auto row = [&](int64_t y) { return texture.bits + static_cast<size_t>(ClampTexel(y, texture.height)) * texture.pitch; };
+  if (filter == SamplerFilter::Point) return {row(snapped >> 8), nullptr, 1.0f, 0.0f};
+  const LinearTap tap = Linear(snapped);
+  return {row(tap.first), tap.fraction == 0.0f ? nullptr : row(tap.first + 1), 1.0f - tap.fraction, tap.fraction};
+}
+
+void SampleRun(const Kernels& k, SamplerFilter filter, const RowTaps& row, const SampleColumns& columns,
+               size_t first, size_t count, int32_t channels, float* planes, size_t stride) {
+  if (filter == SamplerFilter::Point) {
+    k.samplePoint(row.top, columns.Texels(first), static_cast<int32_t>(count), channels, planes,
+                  static_cast<int32_t>(stride));
+    return;
+  }
+  const ColumnTaps taps = columns.Taps(first);
+  k.sampleLinear(&row, &taps, static_cast<int32_t>(count), channels, planes, static_cast<int32_t>(stride));
+}
+
+#if defined(__SSE2__)
+NearestRounding::NearestRounding() : saved_(_mm_getcsr()) { _mm_setcsr(saved_ & ~0x6000u); }
+NearestRounding::~NearestRounding() { _mm_setcsr(saved_); }
+#else
+NearestRounding::NearestRounding() : saved_(static_cast<unsigned>(std::fegetround())) { std::fesetround(FE_TONEAREST); }
+NearestRounding::~NearestRounding() { std::fesetround(static_cast<int>(saved_)); }
+#endif
+
+}  // namespace cvplat::cpugpu::fast

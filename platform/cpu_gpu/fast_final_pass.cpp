@@ -137,33 +137,31 @@ void ArgbPass(const DrawCall& draw, const QuadSpan& span, SamplerFilter filter) 
   for (int64_t y = span.y0; y < span.y1; ++y) pass.Row(span.V(y), TargetRow(draw.target, y));
 }
 
-// Texel i of the target holds the pixels at x1 = 2u and x2 = x1 + `pitch`.x of the frame.
+// Texel i of the target holds the pixels at x1 = 2u and x2 = x1 + `pitch`.x of the frame. Their samples
+// are taken as one sequence x1, x2, x1, x2, ..., along which the texels usually advance evenly, so they
+// are fetched as runs.
 void HdycPass(const DrawCall& draw, const QuadSpan& span, SamplerFilter filter) {
   const fast::Kernels& k = fast::ActiveKernels();
   const PS_BACKCOLOR_BUFFER& c = draw.inputs.constants;
   const Surface& texture = *draw.inputs.texture;
   const size_t n = static_cast<size_t>(span.x1 - span.x0);
-  std::vector<float> x1(n);
-  std::vector<float> x2(n);
+  std::vector<float> x(2 * n);
   std::vector<int32_t> flags(fast::Padded(n), 0);
   for (size_t i = 0; i < n; ++i) {
-    x1[i] = 2.0f * span.U(span.x0 + static_cast<int64_t>(i));
-    x2[i] = x1[i] + c.pitch[0];
-    flags[i] = (Off(c.screen, x1[i]) ? fast::kHdycFirstOffScreen : 0) |
-               (Off(c.area, x1[i]) ? fast::kHdycFirstOffArea : 0) |
-               (x2[i] > c.screen[2] ? fast::kHdycSecondPastRight : 0) |
-               (Off(c.screen, x2[i]) ? fast::kHdycSecondOffScreen : 0) |
-               (Off(c.area, x2[i]) ? fast::kHdycSecondOffArea : 0);
+    const float x1 = 2.0f * span.U(span.x0 + static_cast<int64_t>(i));
+    const float x2 = x1 + c.pitch[0];
+    x[2 * i] = x1;
+    x[2 * i + 1] = x2;
+    flags[i] = (Off(c.screen, x1) ? fast::kHdycFirstOffScreen : 0) | (Off(c.area, x1) ? fast::kHdycFirstOffArea : 0) |
+               (x2 > c.screen[2] ? fast::kHdycSecondPastRight : 0) |
+               (Off(c.screen, x2) ? fast::kHdycSecondOffScreen : 0) | (Off(c.area, x2) ? fast::kHdycSecondOffArea : 0);
   }
-  fast::SampleColumns first;
-  fast::SampleColumns second;
-  first.Place(x1, texture.width, filter);
-  second.Place(x2, texture.width, filter);
+  fast::SampleColumns pairs;
+  pairs.Place(x, texture.width, filter);
   const std::vector<bool> flagged = RunsWithFlags(flags);
   const fast::Shading shading = ShadingOf(c);
-  std::vector<float> planes(6 * kRun, 0.0f);
-  float* a = planes.data();
-  float* b = a + 3 * kRun;
+  constexpr size_t kStride = 2 * kRun;
+  std::vector<float> planes(3 * kStride, 0.0f);
   for (int64_t y = span.y0; y < span.y1; ++y) {
     const float v = span.V(y);
     int32_t rowFlags = 0;
@@ -174,11 +172,9 @@ void HdycPass(const DrawCall& draw, const QuadSpan& span, SamplerFilter filter) 
     for (size_t at = 0; at < n; at += kRun) {
       const size_t count = std::min(kRun, n - at);
       // A row off the screen is black in both pixels whatever they sample.
-      if (!(rowFlags & fast::kHdycFirstOffScreen)) {
-        fast::SampleRun(k, filter, row, first, at, count, 3, a, kRun);
-        fast::SampleRun(k, filter, row, second, at, count, 3, b, kRun);
-      }
-      k.finishHdyc(a, b, kRun, flagged[at / kRun] ? flags.data() + at : nullptr, rowFlags, &shading,
+      if (!(rowFlags & fast::kHdycFirstOffScreen))
+        fast::SampleRun(k, filter, row, pairs, 2 * at, 2 * count, 3, planes.data(), kStride);
+      k.finishHdyc(planes.data(), kStride, flagged[at / kRun] ? flags.data() + at : nullptr, rowFlags, &shading,
                    static_cast<int32_t>(count), dst + at * 4);
     }
   }

@@ -18,13 +18,25 @@ namespace cvplat::cpugpu::fast {
 
 inline constexpr int32_t kLanes = 8;  // the widest build's; paddings are multiples of it
 
+// How the kernels fetch the texels of a group of kLanes samples, chosen per draw from the taps: a run of
+// consecutive texels, every second texel of a run, the adjacent pairs of the linear sampler (right =
+// left + 1) one by one, or any texels (where clamping at an edge breaks the patterns). Every texel a
+// fetch reads is one the taps name, so nothing past a row is read.
+inline constexpr uint8_t kFetchAny = 0;
+inline constexpr uint8_t kFetchPairs = 1;
+inline constexpr uint8_t kFetchRun = 2;
+inline constexpr uint8_t kFetchEverySecond = 3;
+
 // Texels of a row the samples read: the texel per sample (point) or the left and right texels and their
-// weights 1 - fx and fx (linear), clamped to the row.
+// weights 1 - fx and fx (linear), clamped to the row, and how each group of kLanes is fetched: by its
+// left texels alone, or by its left and right texels (linear).
 struct ColumnTaps {
   const int32_t* left;
   const int32_t* right;
   const float* wLeft;
   const float* wRight;
+  const uint8_t* leftFetch;  // per group of kLanes
+  const uint8_t* pairFetch;
   int32_t rightUnused;  // every fx is 0: the right texels weigh nothing and aren't read
 };
 
@@ -54,16 +66,17 @@ inline constexpr int32_t kHdycSecondOffArea = 16;
 
 struct Kernels {
   const char* name;
-  void (*samplePoint)(const uint8_t* row, const int32_t* texel, int32_t count, int32_t channels, float* out,
+  void (*samplePoint)(const uint8_t* row, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                       int32_t stride);
   void (*sampleLinear)(const RowTaps* rows, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                        int32_t stride);
   // The ARGB program's output from four-channel samples. `flags` may be null: nothing is off.
   void (*finishArgb)(const float* samples, int32_t stride, const int32_t* flags, int32_t rowFlags,
                      const Shading* shading, int32_t count, uint8_t* dst);
-  // The HDYC program's texels from the first and second pixels' three-channel samples.
-  void (*finishHdyc)(const float* first, const float* second, int32_t stride, const int32_t* flags,
-                     int32_t rowFlags, const Shading* shading, int32_t count, uint8_t* dst);
+  // The HDYC program's texels from three-channel samples of the pixel pairs, interleaved: first pixel of
+  // texel i at sample 2i, second at 2i + 1.
+  void (*finishHdyc)(const float* pairs, int32_t stride, const int32_t* flags, int32_t rowFlags,
+                     const Shading* shading, int32_t count, uint8_t* dst);
   // The overlay programs blended over `dst`: four-channel samples, or with `colour` (red, green, blue, A)
   // the coloured overlay's mask in the red channel.
   void (*blendOverlay)(const float* samples, int32_t stride, const float* colour, int32_t count, uint8_t* dst);

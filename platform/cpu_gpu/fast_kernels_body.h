@@ -4,12 +4,20 @@
 //   V::kN lanes; V::F floats, V::I 32-bit integers, V::M masks of lanes;
 //   LoadF, StoreF, SetF, Add, Sub, Mul, Min, Max (x86's minps and maxps: the second operand on a tie or
 //   a NaN), LoadI, SetI, Or;
-//   Gather(row, indices): the texels at kN indices of a row;
+//   Gather(row, indices): the texels at kN indices of a row; LoadRun(row, i): texels i .. i + kN - 1;
+//   LoadEverySecond(row, i, even, odd): texels i .. i + 2 kN - 1 split into even and odd ones;
+//   LoadPairs(row, indices, left, right): texels j and j + 1 for kN indices j; LoadEvenOdd(floats, even,
+//   odd): 2 kN floats split likewise;
 //   LoadTexels(p, n), StoreTexels(p, v, n): n <= kN pixels of memory, nothing past them;
 //   Unorm<shift>(texels): the byte at `shift` as byte / 255, exactly the float the reference divides;
+//   UnormX<shift>(texels): the same times 2^24 (exact), for products whose other factor carries 2^-24
+//   (a byte 0 may come as the smallest subnormal, which such a product rounds to 0 all the same);
 //   ToByte(f): the reference's UNORM store (saturate, times 255, nearest even);
 //   Pack(b, g, r, a): four bytes per lane; MaskOf(flags, bit); Select(mask, ifSet, ifClear).
 // Only the operations of the reference, in its order: a product or sum rounds where the reference's does.
+
+// The helpers are forced inline: the kernels' values must stay in registers, not pass through memory.
+#define CV_FAST_INLINE inline __attribute__((always_inline))
 
 using F = V::F;
 using I = V::I;
@@ -19,26 +27,59 @@ struct Rgb {
   F r, g, b;
 };
 
-inline Rgb LoadRgb(const float* planes, int32_t stride, int32_t s) {
+CV_FAST_INLINE Rgb LoadRgb(const float* planes, int32_t stride, int32_t s) {
   return {V::LoadF(planes + s), V::LoadF(planes + stride + s), V::LoadF(planes + 2 * stride + s)};
 }
 
-inline Rgb SelectRgb(M mask, const Rgb& ifSet, const Rgb& ifClear) {
+CV_FAST_INLINE Rgb SelectRgb(M mask, const Rgb& ifSet, const Rgb& ifClear) {
   return {V::Select(mask, ifSet.r, ifClear.r), V::Select(mask, ifSet.g, ifClear.g),
           V::Select(mask, ifSet.b, ifClear.b)};
 }
 
-inline Rgb Shade(const Rgb& c, F keep, const F tint[3]) {
+CV_FAST_INLINE Rgb Shade(const Rgb& c, F keep, const F tint[3]) {
   return {V::Add(V::Mul(c.r, keep), tint[0]), V::Add(V::Mul(c.g, keep), tint[1]),
           V::Add(V::Mul(c.b, keep), tint[2])};
 }
 
 inline int32_t LanesLeft(int32_t count, int32_t s) { return count - s < V::kN ? count - s : V::kN; }
 
-void SamplePoint(const uint8_t* row, const int32_t* texel, int32_t count, int32_t channels, float* out,
+// The texels the samples of the group at s read: their left texels, or their left and right ones.
+CV_FAST_INLINE I Fetch(const uint8_t* row, const ColumnTaps* c, int32_t s) {
+  switch (c->leftFetch[s / kLanes]) {
+    case kFetchRun:
+      return V::LoadRun(row, c->left[s]);
+    case kFetchEverySecond: {
+      I even, odd;
+      V::LoadEverySecond(row, c->left[s], &even, &odd);
+      return even;
+    }
+    default:
+      return V::Gather(row, c->left + s);
+  }
+}
+
+CV_FAST_INLINE void FetchPairs(const uint8_t* row, const ColumnTaps* c, int32_t s, I* left, I* right) {
+  switch (c->pairFetch[s / kLanes]) {
+    case kFetchRun:
+      *left = V::LoadRun(row, c->left[s]);
+      *right = V::LoadRun(row, c->left[s] + 1);
+      return;
+    case kFetchEverySecond:
+      V::LoadEverySecond(row, c->left[s], left, right);
+      return;
+    case kFetchPairs:
+      V::LoadPairs(row, c->left + s, left, right);
+      return;
+    default:
+      *left = V::Gather(row, c->left + s);
+      *right = V::Gather(row, c->right + s);
+  }
+}
+
+void SamplePoint(const uint8_t* row, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                  int32_t stride) {
   for (int32_t s = 0; s < count; s += V::kN) {
-    const I t = V::Gather(row, texel + s);
+    const I t = Fetch(row, columns, s);
     V::StoreF(out + s, V::template Unorm<16>(t));
     if (channels > 1) V::StoreF(out + stride + s, V::template Unorm<8>(t));
     if (channels > 2) V::StoreF(out + 2 * stride + s, V::template Unorm<0>(t));
@@ -48,13 +89,15 @@ void SamplePoint(const uint8_t* row, const int32_t* texel, int32_t count, int32_
 
 // ((t00 w00 + t10 w10) + t01 w01) + t11 w11, as the reference sums. A term whose weight is 0 adds +0 to a
 // sum that is at least +0, which changes no bit, so the terms of a row or column of weight 0 are left out.
+// The texels come times 2^24 and the weights times 2^-24: each product is the same real number as the
+// reference's, so it rounds to the same float.
 template <int kShift, bool kRight, bool kBottom>
-inline F Mix(const I t[4], const F w[4]) {
-  F sum = V::Mul(V::template Unorm<kShift>(t[0]), w[0]);
-  if (kRight) sum = V::Add(sum, V::Mul(V::template Unorm<kShift>(t[1]), w[1]));
+CV_FAST_INLINE F Mix(const I t[4], const F w[4]) {
+  F sum = V::Mul(V::template UnormX<kShift>(t[0]), w[0]);
+  if (kRight) sum = V::Add(sum, V::Mul(V::template UnormX<kShift>(t[1]), w[1]));
   if (kBottom) {
-    sum = V::Add(sum, V::Mul(V::template Unorm<kShift>(t[2]), w[2]));
-    if (kRight) sum = V::Add(sum, V::Mul(V::template Unorm<kShift>(t[3]), w[3]));
+    sum = V::Add(sum, V::Mul(V::template UnormX<kShift>(t[2]), w[2]));
+    if (kRight) sum = V::Add(sum, V::Mul(V::template UnormX<kShift>(t[3]), w[3]));
   }
   return sum;
 }
@@ -62,28 +105,30 @@ inline F Mix(const I t[4], const F w[4]) {
 template <bool kRight, bool kBottom>
 void SampleLinearRun(const RowTaps* rows, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                      int32_t stride) {
-  const F wTop = V::SetF(rows->wTop);
-  const F wBottom = V::SetF(rows->wBottom);
+  constexpr float kDown = 1.0f / 16777216.0f;
+  // w00 = (1 - fx)(1 - fy), w10 = fx(1 - fy), w01 = (1 - fx)fy, w11 = fx fy: products of 8-bit fractions,
+  // exact also with the 2^-24 on the row's factor.
+  const F wTop = V::SetF(rows->wTop * kDown);
+  const F wBottom = V::SetF(rows->wBottom * kDown);
   for (int32_t s = 0; s < count; s += V::kN) {
     const F wl = V::LoadF(columns->wLeft + s);
     const F wr = V::LoadF(columns->wRight + s);
-    // w00 = (1 - fx)(1 - fy), w10 = fx(1 - fy), w01 = (1 - fx)fy, w11 = fx fy: exact products of 8-bit
-    // fractions.
+    // Two rows are read at once, a stream the hardware's prefetcher can lose on large pictures.
+    __builtin_prefetch(rows->top + static_cast<size_t>(columns->left[s]) * 4 + 512);
+    if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(columns->left[s]) * 4 + 512);
     I t[4];
     F w[4];
-    t[0] = t[1] = t[2] = t[3] = V::Gather(rows->top, columns->left + s);
-    w[0] = w[1] = w[2] = w[3] = V::Mul(wl, wTop);
-    if (kRight) {
-      t[1] = V::Gather(rows->top, columns->right + s);
-      w[1] = V::Mul(wr, wTop);
-    }
+    if (kRight) FetchPairs(rows->top, columns, s, &t[0], &t[1]);
+    else t[0] = t[1] = Fetch(rows->top, columns, s);
+    w[0] = V::Mul(wl, wTop);
+    w[1] = V::Mul(wr, wTop);
+    t[2] = t[3] = t[0];
+    w[2] = w[3] = w[0];
     if (kBottom) {
-      t[2] = V::Gather(rows->bottom, columns->left + s);
+      if (kRight) FetchPairs(rows->bottom, columns, s, &t[2], &t[3]);
+      else t[2] = t[3] = Fetch(rows->bottom, columns, s);
       w[2] = V::Mul(wl, wBottom);
-      if (kRight) {
-        t[3] = V::Gather(rows->bottom, columns->right + s);
-        w[3] = V::Mul(wr, wBottom);
-      }
+      w[3] = V::Mul(wr, wBottom);
     }
     V::StoreF(out + s, Mix<16, kRight, kBottom>(t, w));
     if (channels > 1) V::StoreF(out + stride + s, Mix<8, kRight, kBottom>(t, w));
@@ -124,22 +169,24 @@ void FinishArgb(const float* samples, int32_t stride, const int32_t* flags, int3
   }
 }
 
-inline F Luma(const Rgb& p) {
+CV_FAST_INLINE F Luma(const Rgb& p) {
   return V::Add(V::Add(V::Add(V::Mul(V::SetF(0.257f), p.r), V::Mul(V::SetF(0.504f), p.g)),
                        V::Mul(V::SetF(0.098f), p.b)),
                 V::SetF(0.0625f));
 }
 
-void FinishHdyc(const float* first, const float* second, int32_t stride, const int32_t* flags, int32_t rowFlags,
-                const Shading* shading, int32_t count, uint8_t* dst) {
+void FinishHdyc(const float* pairs, int32_t stride, const int32_t* flags, int32_t rowFlags, const Shading* shading,
+                int32_t count, uint8_t* dst) {
   const F keep = V::SetF(shading->keep);
   const F tint[3] = {V::SetF(shading->tint[0]), V::SetF(shading->tint[1]), V::SetF(shading->tint[2])};
   const F zero = V::SetF(0.0f);
   const F half = V::SetF(0.5f);
   const Rgb black{zero, zero, zero};
   for (int32_t s = 0; s < count; s += V::kN) {
-    Rgb a = LoadRgb(first, stride, s);
-    Rgb b = LoadRgb(second, stride, s);
+    Rgb a, b;
+    V::LoadEvenOdd(pairs + 2 * s, &a.r, &b.r);
+    V::LoadEvenOdd(pairs + stride + 2 * s, &a.g, &b.g);
+    V::LoadEvenOdd(pairs + 2 * stride + 2 * s, &a.b, &b.b);
     if (flags || rowFlags) {
       const I f = flags ? V::Or(V::LoadI(flags + s), V::SetI(rowFlags)) : V::SetI(rowFlags);
       a = SelectRgb(V::MaskOf(f, kHdycFirstOffArea), Shade(a, keep, tint), a);
@@ -185,6 +232,8 @@ void BlendOverlay(const float* samples, int32_t stride, const float* colour, int
     V::StoreTexels(dst + 4 * s, V::Pack(V::ToByte(b), V::ToByte(g), V::ToByte(r), V::ToByte(a)), n);
   }
 }
+
+#undef CV_FAST_INLINE
 
 constexpr Kernels MakeKernels(const char* name) {
   return Kernels{name, SamplePoint, SampleLinear, FinishArgb, FinishHdyc, BlendOverlay};

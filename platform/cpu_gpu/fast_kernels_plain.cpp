@@ -37,6 +37,18 @@ struct V {
     memcpy(&t, row + static_cast<size_t>(*index) * 4, 4);
     return t;
   }
+  static I LoadRun(const uint8_t* row, int32_t index) { return Gather(row, &index); }
+  static void LoadEverySecond(const uint8_t* row, int32_t index, I* even, I* odd) {
+    *even = LoadRun(row, index);
+    *odd = LoadRun(row, index + 1);
+  }
+  static void LoadPairs(const uint8_t* row, const int32_t* index, I* left, I* right) {
+    LoadEverySecond(row, *index, left, right);
+  }
+  static void LoadEvenOdd(const float* p, F* even, F* odd) {
+    *even = p[0];
+    *odd = p[1];
+  }
   static I LoadTexels(const uint8_t* p, int32_t) {
     uint32_t t;
     memcpy(&t, p, 4);
@@ -46,6 +58,10 @@ struct V {
   template <int kShift>
   static F Unorm(I t) {
     return kUnorm.value[(t >> kShift) & 255];
+  }
+  template <int kShift>
+  static F UnormX(I t) {
+    return kUnorm.value[(t >> kShift) & 255] * 16777216.0f;
   }
   static I ToByte(F v) { return ToUnorm8(v); }
   static I Pack(I b, I g, I r, I a) { return b | g << 8 | r << 16 | a << 24; }

@@ -129,7 +129,7 @@ class FastPathMatchesReference : public ::testing::TestWithParam<FastCase> {
     const bool hdyc = GetParam().program == GpuProgramId::Hdyc;
     const struct {
       UINT pw, ph, w, h;
-    } sizes[] = {{1, 1, 2, 1}, {3, 5, 3, 5}, {17, 9, 17, 9}, {17, 9, 41, 23}, {64, 48, 37, 29}, {641, 359, 320, 180}};
+    } sizes[] = {{1, 1, 2, 1}, {3, 5, 3, 5}, {17, 9, 17, 9}, {17, 9, 41, 23}, {34, 10, 17, 5}, {48, 36, 64, 48}, {64, 48, 37, 29}, {641, 359, 320, 180}};
     const struct {
       float screen[4], area[4];
     } cuts[] = {{{0, 0, 1, 1}, {0, 0, 1, 1}},

@@ -24,6 +24,26 @@ LinearTap Linear(int64_t snapped) {
   return {l >> 8, static_cast<float>(l & 255) / 256.0f};
 }
 
+// How a group of kLanes taps can be fetched: as a run of texels from its first left texel, as every
+// second texel of a run (which reads one texel past the last it uses, so that one must exist), as
+// adjacent pairs where each right texel follows its left one, or one by one. The last group of a row,
+// padded with taps of texel 0, is fetched one by one.
+uint8_t FetchOf(const int32_t* left, const int32_t* right, size_t lanes, UINT texels) {
+  if (lanes < kLanes) return kFetchAny;
+  bool run = true;
+  bool everySecond = int64_t{left[0]} + 2 * kLanes <= int64_t{texels};
+  bool pairs = right != nullptr;
+  for (size_t j = 0; j < kLanes; ++j) {
+    run = run && left[j] == left[0] + static_cast<int32_t>(j);
+    everySecond = everySecond && left[j] == left[0] + 2 * static_cast<int32_t>(j);
+    pairs = pairs && right[j] == left[j] + 1;
+  }
+  if (right && !pairs) return kFetchAny;
+  if (run) return kFetchRun;
+  if (everySecond) return kFetchEverySecond;
+  return pairs ? kFetchPairs : kFetchAny;
+}
+
 }  // namespace
 
 void SampleColumns::Place(const std::vector<float>& coords, UINT texels, SamplerFilter filter) {
@@ -46,6 +66,14 @@ void SampleColumns::Place(const std::vector<float>& coords, UINT texels, Sampler
     wRight_[s] = tap.fraction;
     rightUnused_ = rightUnused_ && tap.fraction == 0.0f;
   }
+  leftFetch_.assign(n / kLanes, kFetchAny);
+  pairFetch_.assign(n / kLanes, kFetchAny);
+  for (size_t g = 0; g < n / kLanes; ++g) {
+    const size_t first = g * kLanes;
+    const size_t lanes = std::min<size_t>(kLanes, coords.size() - first);
+    leftFetch_[g] = FetchOf(&left_[first], nullptr, lanes, texels);
+    if (filter == SamplerFilter::Linear) pairFetch_[g] = FetchOf(&left_[first], &right_[first], lanes, texels);
+  }
 }
 
 RowTaps PlaceRow(const Surface& texture, SamplerFilter filter, float v) {
@@ -58,12 +86,11 @@ RowTaps PlaceRow(const Surface& texture, SamplerFilter filter, float v) {
 
 void SampleRun(const Kernels& k, SamplerFilter filter, const RowTaps& row, const SampleColumns& columns,
                size_t first, size_t count, int32_t channels, float* planes, size_t stride) {
+  const ColumnTaps taps = columns.Taps(first);
   if (filter == SamplerFilter::Point) {
-    k.samplePoint(row.top, columns.Texels(first), static_cast<int32_t>(count), channels, planes,
-                  static_cast<int32_t>(stride));
+    k.samplePoint(row.top, &taps, static_cast<int32_t>(count), channels, planes, static_cast<int32_t>(stride));
     return;
   }
-  const ColumnTaps taps = columns.Taps(first);
   k.sampleLinear(&row, &taps, static_cast<int32_t>(count), channels, planes, static_cast<int32_t>(stride));
 }
 

@@ -21,8 +21,10 @@ inline size_t Padded(size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
 class SampleColumns {
  public:
   void Place(const std::vector<float>& coords, UINT texels, SamplerFilter filter);
+  // The taps from sample `first`, a multiple of kLanes.
   ColumnTaps Taps(size_t first) const {
-    return {left_.data() + first, right_.data() + first, wLeft_.data() + first, wRight_.data() + first,
+    return {left_.data() + first,        right_.data() + first,       wLeft_.data() + first,
+            wRight_.data() + first,      leftFetch_.data() + first / kLanes, pairFetch_.data() + first / kLanes,
             rightUnused_ ? 1 : 0};
   }
   const int32_t* Texels(size_t first) const { return left_.data() + first; }
@@ -32,6 +34,8 @@ class SampleColumns {
   std::vector<int32_t> right_;
   std::vector<float> wLeft_;
   std::vector<float> wRight_;
+  std::vector<uint8_t> leftFetch_;
+  std::vector<uint8_t> pairFetch_;
   bool rightUnused_ = true;
 };
 

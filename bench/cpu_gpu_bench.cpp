@@ -1,7 +1,8 @@
 // The final pass of the CPU twin through the gpu seam, on the fast path (in each kernel build this
 // processor runs) and on the reference, beside a peer that does the same job in two passes: libyuv's
 // bilinear ARGBScale to the frame's size, then ARGBToUYVY (the byte order of HDYC). Frames are 1920 x 1080
-// HDYC from pictures of 1920 x 1080 (point and linear), 2560 x 1440 and 3840 x 2160 (linear).
+// HDYC from pictures of 1920 x 1080 (point and linear), 2560 x 1440 and 3840 x 2160 (linear). Then the
+// overlay quads of a pass: the 100 x 100 disc drawn 70 x 70 in colour and a 32 x 32 pointer, linear.
 #include <benchmark/benchmark.h>
 #include <libyuv.h>
 
@@ -53,11 +54,35 @@ T** Out(TRefPtr<T>& p) {
   return reinterpret_cast<T**>(&p);
 }
 
-// The final pass as the pipeline binds it: the full-screen quad, the HDYC program, the picture in slot
-// 0, a W / 2 x H target, the background at its default. Everything is made once; a pass is one Draw.
-class FinalPass {
+// One draw as the pipeline binds it: the quad, a program, the picture in slot 0, the target, constants
+// and the blend state. Everything is made once; a pass is one Draw.
+struct DrawSpec {
+  UINT pictureWidth, pictureHeight;
+  UINT targetWidth, targetHeight;  // the viewport is kW x kH
+  GpuProgramId program;
+  bool linear;
+  float quad[30];
+  PS_BACKCOLOR_BUFFER constants;
+  bool overlayBlend;
+};
+
+DrawSpec FinalPassSpec(const Case& c) {
+  return {c.pictureWidth, c.pictureHeight, kW / 2, kH, GpuProgramId::Hdyc, c.linear,
+          {-1, -1, 0, 0, 1, -1, 1, 0, 0, 0, 1, -1, 0, 1, 1, 1, -1, 0, 1, 1, -1, 1, 0, 0, 0, 1, 1, 0, 1, 0},
+          {{0, 0, 0, 170 / 255.0f}, {0, 0, 1, 1}, {0, 0, 1, 1}, {1.0f / kW, 1.0f / kH, 0, 0}}, false};
+}
+
+// A w x h picture drawn at (x, y) of the frame, as DrawOverlayTexture places it.
+DrawSpec OverlaySpec(UINT picture, float x, float y, float w, float h, GpuProgramId program) {
+  const float l = 2 * x / kW - 1, r = 2 * (x + w) / kW - 1, t = 1 - 2 * y / kH, b = 1 - 2 * (y + h) / kH;
+  return {picture, picture, kW, kH, program, true,
+          {l, b, 0, 0, 1, l, t, 0, 0, 0, r, b, 0, 1, 1, r, b, 0, 1, 1, l, t, 0, 0, 0, r, t, 0, 1, 0},
+          {{1, 1, 0, 0x88 / 255.0f}, {}, {}, {}}, true};
+}
+
+class SeamDraw {
  public:
-  FinalPass(const Case& c, bool forceReference) {
+  SeamDraw(const DrawSpec& spec, bool forceReference) {
     CpuGpuOptions options;
     options.forceReference = forceReference;
     IGpuDevice* d = nullptr;
@@ -67,37 +92,38 @@ class FinalPass {
     context_ = TRefPtr<IGpuContext>::Adopt(x);
     if (!ok_) return;
 
-    const std::vector<uint8_t> pixels = Picture(c.pictureWidth, c.pictureHeight);
+    const std::vector<uint8_t> pixels = Picture(spec.pictureWidth, spec.pictureHeight);
     GpuTexture2DDesc desc;
-    desc.width = c.pictureWidth;
-    desc.height = c.pictureHeight;
+    desc.width = spec.pictureWidth;
+    desc.height = spec.pictureHeight;
     desc.bindFlags = kGpuBindShaderResource;
-    GpuSubresourceData data{pixels.data(), c.pictureWidth * 4, 0};
+    GpuSubresourceData data{pixels.data(), spec.pictureWidth * 4, 0};
     ok_ = ok_ && device_->CreateTexture2D(&desc, &data, Out(picture_)) == S_OK;
-    desc.width = kW / 2;
-    desc.height = kH;
+    desc.width = spec.targetWidth;
+    desc.height = spec.targetHeight;
     desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
     ok_ = ok_ && device_->CreateTexture2D(&desc, nullptr, Out(target_)) == S_OK;
     ok_ = ok_ && device_->CreateShaderResourceView(picture_.Get(), nullptr, Out(view_)) == S_OK;
     ok_ = ok_ && device_->CreateRenderTargetView(target_.Get(), nullptr, Out(rtv_)) == S_OK;
     ok_ = ok_ && device_->CreateProgram(GpuProgramId::Vertex, Out(vertex_)) == S_OK;
-    ok_ = ok_ && device_->CreateProgram(GpuProgramId::Hdyc, Out(pixel_)) == S_OK;
+    ok_ = ok_ && device_->CreateProgram(spec.program, Out(pixel_)) == S_OK;
     GpuInputElementDesc layout[2];
     layout[0] = {"POSITION", 0, GpuFormat::R32G32B32Float, 0, 0, kGpuInputPerVertexData, 0};
     layout[1] = {"TEXCOORD", 0, GpuFormat::R32G32Float, 0, 12, kGpuInputPerVertexData, 0};
     ok_ = ok_ && device_->CreateInputLayout(layout, 2, vertex_.Get(), Out(layout_)) == S_OK;
     GpuSamplerDesc sampler;
-    sampler.filter = c.linear ? GpuFilter::MinMagMipLinear : GpuFilter::MinMagMipPoint;
+    sampler.filter = spec.linear ? GpuFilter::MinMagMipLinear : GpuFilter::MinMagMipPoint;
     ok_ = ok_ && device_->CreateSamplerState(&sampler, Out(sampler_)) == S_OK;
+    GpuBlendDesc blend;
+    blend.renderTarget[0] = {1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One,
+                             GpuBlend::Zero, GpuBlendOp::Min, kGpuColorWriteAll};
+    ok_ = ok_ && device_->CreateBlendState(&blend, Out(blend_)) == S_OK;
 
-    const float quad[30] = {-1, -1, 0, 0, 1, -1, 1, 0, 0, 0, 1, -1, 0, 1, 1,
-                            1,  -1, 0, 1, 1, -1, 1, 0, 0, 0, 1, 1,  0, 1, 0};
-    GpuBufferDesc vb{sizeof quad, GpuUsage::Default, kGpuBindVertexBuffer, 0, 0, 0};
-    GpuSubresourceData vbData{quad, 0, 0};
+    GpuBufferDesc vb{sizeof spec.quad, GpuUsage::Default, kGpuBindVertexBuffer, 0, 0, 0};
+    GpuSubresourceData vbData{spec.quad, 0, 0};
     ok_ = ok_ && device_->CreateBuffer(&vb, &vbData, Out(vertices_)) == S_OK;
-    PS_BACKCOLOR_BUFFER k{{0, 0, 0, 170 / 255.0f}, {0, 0, 1, 1}, {0, 0, 1, 1}, {1.0f / kW, 1.0f / kH, 0, 0}};
-    GpuBufferDesc cb{sizeof k, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
-    GpuSubresourceData cbData{&k, 0, 0};
+    GpuBufferDesc cb{sizeof spec.constants, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
+    GpuSubresourceData cbData{&spec.constants, 0, 0};
     ok_ = ok_ && device_->CreateBuffer(&cb, &cbData, Out(constants_)) == S_OK;
     if (!ok_) return;
 
@@ -111,7 +137,8 @@ class FinalPass {
     IGpuSamplerState* smp = sampler_.Get();
     context_->IASetInputLayout(layout_.Get());
     context_->RSSetViewports(1, &viewport);
-    context_->OMSetBlendState(nullptr, nullptr, 0xFFFFFFFFu);
+    const float noFactor[4] = {0, 0, 0, 0};
+    context_->OMSetBlendState(spec.overlayBlend ? blend_.Get() : nullptr, noFactor, 0xFFFFFFFFu);
     context_->OMSetRenderTargets(1, &rt);
     context_->VSSetShader(vertex_.Get());
     context_->PSSetShader(pixel_.Get());
@@ -135,6 +162,7 @@ class FinalPass {
   TRefPtr<IGpuProgram> vertex_, pixel_;
   TRefPtr<IGpuInputLayout> layout_;
   TRefPtr<IGpuSamplerState> sampler_;
+  TRefPtr<IGpuBlendState> blend_;
   TRefPtr<IGpuBuffer> vertices_, constants_;
 };
 
@@ -148,7 +176,7 @@ void BM_FinalPassFast(benchmark::State& state) {
     return;
   }
   cpugpu::fast::PinKernels(builds[state.range(1)]);
-  FinalPass pass(c, false);
+  SeamDraw pass(FinalPassSpec(c), false);
   if (!pass.ok()) state.SkipWithError("setup failed");
   for (auto _ : state) pass.Draw();
   cpugpu::fast::PinKernels(nullptr);
@@ -158,7 +186,7 @@ void BM_FinalPassFast(benchmark::State& state) {
 
 void BM_FinalPassReference(benchmark::State& state) {
   const Case& c = kCases[state.range(0)];
-  FinalPass pass(c, true);
+  SeamDraw pass(FinalPassSpec(c), true);
   if (!pass.ok()) state.SkipWithError("setup failed");
   for (auto _ : state) pass.Draw();
   state.SetLabel(c.name);
@@ -182,6 +210,18 @@ void BM_LibyuvScaleThenUyvy(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * int64_t{kW} * kH);
 }
 
+// The marks of a pass: argument 0 the disc (coloured overlay), 1 the pointer (plain overlay); then 0 fast,
+// 1 reference.
+void BM_Overlay(benchmark::State& state) {
+  const bool disc = state.range(0) == 0;
+  const DrawSpec spec = disc ? OverlaySpec(100, 300.4f, 200.6f, 70, 70, GpuProgramId::ColouredOverlay)
+                             : OverlaySpec(32, 901, 507, 32, 32, GpuProgramId::Overlay);
+  SeamDraw draw(spec, state.range(1) != 0);
+  if (!draw.ok()) state.SkipWithError("setup failed");
+  for (auto _ : state) draw.Draw();
+  state.SetLabel(std::string(disc ? "disc 100 -> 70" : "pointer 32") + (state.range(1) ? ", reference" : ", fast"));
+}
+
 void FastArgs(benchmark::internal::Benchmark* b) {
   for (int64_t c = 0; c < 4; ++c)
     for (int64_t k = 0; k < 3; ++k) b->Args({c, k});
@@ -191,6 +231,7 @@ BENCHMARK(BM_FinalPassFast)->Apply(FastArgs)->Unit(benchmark::kMillisecond);
 // The reference takes about half a second a frame: a few passes are enough.
 BENCHMARK(BM_FinalPassReference)->DenseRange(0, 3)->Iterations(2)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LibyuvScaleThenUyvy)->DenseRange(0, 3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Overlay)->ArgsProduct({{0, 1}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

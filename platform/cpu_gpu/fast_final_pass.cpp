@@ -109,19 +109,15 @@ void ArgbLinearPass(const DrawCall& draw, const QuadSpan& span, const std::vecto
     flags[x] = (Off(c.screen, u[x]) ? fast::kArgbOffScreen : 0) | (Off(c.area, u[x]) ? fast::kArgbOffArea : 0);
   const std::vector<bool> flagged = RunsWithFlags(flags);
   const fast::Shading shading = ShadingOf(c);
-  std::vector<float> planes(4 * kRun, 0.0f);
   for (int64_t y = span.y0; y < span.y1; ++y) {
     const float v = span.V(y);
     const int32_t rowFlags = (OffRow(c.screen, v) ? fast::kArgbOffScreen : 0) | (OffRow(c.area, v) ? fast::kArgbOffArea : 0);
     const fast::RowTaps row = fast::PlaceRow(texture, SamplerFilter::Linear, v);
     uint8_t* dst = TargetRow(draw.target, y);
     for (size_t first = 0; first < u.size(); first += kRun) {
-      const size_t n = std::min(kRun, u.size() - first);
-      // Off the screen the sample isn't used.
-      if (!(rowFlags & fast::kArgbOffScreen))
-        fast::SampleRun(k, SamplerFilter::Linear, row, columns, first, n, 4, planes.data(), kRun);
-      k.finishArgb(planes.data(), kRun, flagged[first / kRun] ? flags.data() + first : nullptr, rowFlags, &shading,
-                   static_cast<int32_t>(n), dst + first * 4);
+      const fast::ColumnTaps taps = columns.Taps(first);
+      k.argbRow(&row, &taps, flagged[first / kRun] ? flags.data() + first : nullptr, rowFlags, &shading,
+                static_cast<int32_t>(std::min(kRun, u.size() - first)), dst + first * 4);
     }
   }
 }
@@ -160,8 +156,6 @@ void HdycPass(const DrawCall& draw, const QuadSpan& span, SamplerFilter filter) 
   pairs.Place(x, texture.width, filter);
   const std::vector<bool> flagged = RunsWithFlags(flags);
   const fast::Shading shading = ShadingOf(c);
-  constexpr size_t kStride = 2 * kRun;
-  std::vector<float> planes(3 * kStride, 0.0f);
   for (int64_t y = span.y0; y < span.y1; ++y) {
     const float v = span.V(y);
     int32_t rowFlags = 0;
@@ -170,12 +164,9 @@ void HdycPass(const DrawCall& draw, const QuadSpan& span, SamplerFilter filter) 
     const fast::RowTaps row = fast::PlaceRow(texture, filter, v);
     uint8_t* dst = TargetRow(draw.target, y);
     for (size_t at = 0; at < n; at += kRun) {
-      const size_t count = std::min(kRun, n - at);
-      // A row off the screen is black in both pixels whatever they sample.
-      if (!(rowFlags & fast::kHdycFirstOffScreen))
-        fast::SampleRun(k, filter, row, pairs, 2 * at, 2 * count, 3, planes.data(), kStride);
-      k.finishHdyc(planes.data(), kStride, flagged[at / kRun] ? flags.data() + at : nullptr, rowFlags, &shading,
-                   static_cast<int32_t>(count), dst + at * 4);
+      const fast::ColumnTaps taps = pairs.Taps(2 * at);
+      k.hdycRow(&row, &taps, filter == SamplerFilter::Linear, flagged[at / kRun] ? flags.data() + at : nullptr,
+                rowFlags, &shading, static_cast<int32_t>(std::min(kRun, n - at)), dst + at * 4);
     }
   }
 }

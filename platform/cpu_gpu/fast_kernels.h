@@ -3,10 +3,10 @@
 // order on a run of samples, so the choice between them is one of speed only; tests run every build the
 // machine can run against the reference.
 //
-// Samples are planar floats: channel c of sample s at out[c * stride + s], channels in the order red,
-// green, blue, alpha (a kernel asked for n channels gives the first n). Index and weight arrays and the
-// sample buffers are padded to a multiple of kLanes with entries that are safe to read; pixels in memory
-// are only read and written for the `count` asked for, so a row may end at a page edge.
+// Channels come in the order red, green, blue, alpha (a kernel asked for n channels gives the first n).
+// Index and weight arrays and sample planes are padded to a multiple of kLanes with entries that are safe
+// to read; pixels in memory are only read and written for the `count` asked for, so a row may end at a
+// page edge.
 //
 // This header is included by the AVX2 build: it declares plain data and functions only, nothing inline
 // that the linker could take from that build for a processor without AVX2.
@@ -66,20 +66,23 @@ inline constexpr int32_t kHdycSecondOffArea = 16;
 
 struct Kernels {
   const char* name;
+  // Samples into planes, channel c of sample s at out[c * stride + s].
   void (*samplePoint)(const uint8_t* row, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                       int32_t stride);
   void (*sampleLinear)(const RowTaps* rows, const ColumnTaps* columns, int32_t count, int32_t channels, float* out,
                        int32_t stride);
-  // The ARGB program's output from four-channel samples. `flags` may be null: nothing is off.
-  void (*finishArgb)(const float* samples, int32_t stride, const int32_t* flags, int32_t rowFlags,
-                     const Shading* shading, int32_t count, uint8_t* dst);
-  // The HDYC program's texels from three-channel samples of the pixel pairs, interleaved: first pixel of
-  // texel i at sample 2i, second at 2i + 1.
-  void (*finishHdyc)(const float* pairs, int32_t stride, const int32_t* flags, int32_t rowFlags,
-                     const Shading* shading, int32_t count, uint8_t* dst);
-  // The overlay programs blended over `dst`: four-channel samples, or with `colour` (red, green, blue, A)
-  // the coloured overlay's mask in the red channel.
-  void (*blendOverlay)(const float* samples, int32_t stride, const float* colour, int32_t count, uint8_t* dst);
+  // The rows of the programs, sampling and computing in one: `count` pixels (texels in HDYC) from the
+  // taps' first. `flags` may be null: nothing is off but what `rowFlags` says.
+  // The ARGB program under the linear sampler (the point sampler's is a table of bytes).
+  void (*argbRow)(const RowTaps* rows, const ColumnTaps* columns, const int32_t* flags, int32_t rowFlags,
+                  const Shading* shading, int32_t count, uint8_t* dst);
+  // The HDYC program: texel i's first pixel is sample 2i, its second 2i + 1.
+  void (*hdycRow)(const RowTaps* rows, const ColumnTaps* columns, int32_t linear, const int32_t* flags,
+                  int32_t rowFlags, const Shading* shading, int32_t count, uint8_t* dst);
+  // The overlay programs blended over `dst`: the plain one, or with `colour` (red, green, blue, A) the
+  // coloured one, whose mask is the red channel.
+  void (*overlayRow)(const RowTaps* rows, const ColumnTaps* columns, int32_t linear, const float* colour,
+                     int32_t count, uint8_t* dst);
 };
 
 const Kernels& PlainKernels();

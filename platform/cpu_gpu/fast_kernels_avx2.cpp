@@ -57,9 +57,9 @@ struct V {
   __attribute__((always_inline)) static void LoadPairs(const uint8_t* row, const int32_t* index, I* left, I* right) {
     Split(LoadPairs4(row, index), LoadPairs4(row, index + 4), left, right);
   }
-  __attribute__((always_inline)) static void LoadEvenOdd(const float* p, F* even, F* odd) {
+  __attribute__((always_inline)) static void SplitF(F lo, F hi, F* even, F* odd) {
     I e, o;
-    Split(_mm256_castps_si256(_mm256_loadu_ps(p)), _mm256_castps_si256(_mm256_loadu_ps(p + 8)), &e, &o);
+    Split(_mm256_castps_si256(lo), _mm256_castps_si256(hi), &e, &o);
     *even = _mm256_castsi256_ps(e);
     *odd = _mm256_castsi256_ps(o);
   }
@@ -97,6 +97,9 @@ struct V {
   __attribute__((always_inline)) static I ToByte(F v) {
     const F clamped = _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(1.0f));
     return _mm256_cvtps_epi32(_mm256_mul_ps(clamped, _mm256_set1_ps(255.0f)));
+  }
+  __attribute__((always_inline)) static I ToByteUnclamped(F v) {
+    return _mm256_cvtps_epi32(_mm256_mul_ps(v, _mm256_set1_ps(255.0f)));
   }
   __attribute__((always_inline)) static I Pack(I b, I g, I r, I a) {
     return _mm256_or_si256(_mm256_or_si256(b, _mm256_slli_epi32(g, 8)),

@@ -45,9 +45,9 @@ struct V {
   static void LoadPairs(const uint8_t* row, const int32_t* index, I* left, I* right) {
     LoadEverySecond(row, *index, left, right);
   }
-  static void LoadEvenOdd(const float* p, F* even, F* odd) {
-    *even = p[0];
-    *odd = p[1];
+  static void SplitF(F lo, F hi, F* even, F* odd) {
+    *even = lo;
+    *odd = hi;
   }
   static I LoadTexels(const uint8_t* p, int32_t) {
     uint32_t t;
@@ -64,6 +64,11 @@ struct V {
     return kUnorm.value[(t >> kShift) & 255] * 16777216.0f;
   }
   static I ToByte(F v) { return ToUnorm8(v); }
+  static I ToByteUnclamped(F v) { return ToUnorm8(v); }
+  static void Split(I lo, I hi, I* even, I* odd) {
+    *even = lo;
+    *odd = hi;
+  }
   static I Pack(I b, I g, I r, I a) { return b | g << 8 | r << 16 | a << 24; }
   static M MaskOf(I flags, int32_t bit) { return (flags & static_cast<uint32_t>(bit)) != 0; }
   static F Select(M mask, F ifSet, F ifClear) { return mask ? ifSet : ifClear; }

@@ -50,9 +50,7 @@ struct V {
     Split(_mm_unpacklo_epi64(LoadPair(row, index[0]), LoadPair(row, index[1])),
           _mm_unpacklo_epi64(LoadPair(row, index[2]), LoadPair(row, index[3])), left, right);
   }
-  __attribute__((always_inline)) static void LoadEvenOdd(const float* p, F* even, F* odd) {
-    const F lo = _mm_loadu_ps(p);
-    const F hi = _mm_loadu_ps(p + 4);
+  __attribute__((always_inline)) static void SplitF(F lo, F hi, F* even, F* odd) {
     *even = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
     *odd = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
   }
@@ -91,6 +89,9 @@ struct V {
   __attribute__((always_inline)) static I ToByte(F v) {
     const F clamped = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), _mm_set1_ps(1.0f));
     return _mm_cvtps_epi32(_mm_mul_ps(clamped, _mm_set1_ps(255.0f)));
+  }
+  __attribute__((always_inline)) static I ToByteUnclamped(F v) {
+    return _mm_cvtps_epi32(_mm_mul_ps(v, _mm_set1_ps(255.0f)));
   }
   __attribute__((always_inline)) static I Pack(I b, I g, I r, I a) {
     return _mm_or_si128(_mm_or_si128(b, _mm_slli_epi32(g, 8)),

@@ -21,17 +21,12 @@ bool DrawOverlayFast(const OverlayQuad& quad, const DrawCall& draw) {
   fast::SampleColumns columns;
   columns.Place(u, texture->width, quad.filter);
   // The coloured overlay reads only the red channel of its mask.
-  const bool coloured = quad.program == GpuProgramId::ColouredOverlay;
-  const float* colour = coloured ? draw.inputs.constants.color : nullptr;
-  std::vector<float> planes(4 * fast::kRun, 0.0f);
+  const float* colour = quad.program == GpuProgramId::ColouredOverlay ? draw.inputs.constants.color : nullptr;
+  const fast::ColumnTaps taps = columns.Taps(0);
   for (int64_t y = span.y0; y < span.y1; ++y) {
     const fast::RowTaps row = fast::PlaceRow(*texture, quad.filter, span.V(y));
     uint8_t* dst = draw.target.bits + static_cast<size_t>(y) * draw.target.pitch + static_cast<size_t>(span.x0) * 4;
-    for (size_t first = 0; first < n; first += fast::kRun) {
-      const size_t count = std::min(fast::kRun, n - first);
-      fast::SampleRun(k, quad.filter, row, columns, first, count, coloured ? 1 : 4, planes.data(), fast::kRun);
-      k.blendOverlay(planes.data(), fast::kRun, colour, static_cast<int32_t>(count), dst + first * 4);
-    }
+    k.overlayRow(&row, &taps, quad.filter == SamplerFilter::Linear, colour, static_cast<int32_t>(n), dst);
   }
   return true;
 }

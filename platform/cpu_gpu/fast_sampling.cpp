@@ -47,7 +47,8 @@ uint8_t FetchOf(const int32_t* left, const int32_t* right, size_t lanes, UINT te
 }  // namespace
 
 void SampleColumns::Place(const std::vector<float>& coords, UINT texels, SamplerFilter filter) {
-  const size_t n = Padded(coords.size());
+  // Twice the lanes: the HDYC row reads the samples of kLanes texels, two per texel.
+  const size_t n = (coords.size() + 2 * kLanes - 1) / (2 * kLanes) * (2 * kLanes);
   left_.assign(n, 0);
   right_.assign(n, 0);
   wLeft_.assign(n, 0.0f);

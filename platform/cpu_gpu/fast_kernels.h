@@ -19,13 +19,14 @@ namespace cvplat::cpugpu::fast {
 inline constexpr int32_t kLanes = 8;  // the widest build's; paddings are multiples of it
 
 // How the kernels fetch the texels of a group of kLanes samples, chosen per draw from the taps: a run of
-// consecutive texels, every second texel of a run, the adjacent pairs of the linear sampler (right =
-// left + 1) one by one, or any texels (where clamping at an edge breaks the patterns). Every texel a
-// fetch reads is one the taps name, so nothing past a row is read.
+// consecutive texels, every second texel of a run, texels picked from a window of 2 kLanes that starts
+// at the group's first, the adjacent pairs of the linear sampler (right = left + 1) one by one, or any
+// texels (where clamping at an edge breaks the patterns). A fetch reads only texels of the row.
 inline constexpr uint8_t kFetchAny = 0;
 inline constexpr uint8_t kFetchPairs = 1;
 inline constexpr uint8_t kFetchRun = 2;
 inline constexpr uint8_t kFetchEverySecond = 3;
+inline constexpr uint8_t kFetchWindow = 4;
 
 // Texels of a row the samples read: the texel per sample (point) or the left and right texels and their
 // weights 1 - fx and fx (linear), clamped to the row, and how each group of kLanes is fetched: by its
@@ -33,6 +34,7 @@ inline constexpr uint8_t kFetchEverySecond = 3;
 struct ColumnTaps {
   const int32_t* left;
   const int32_t* right;
+  const int32_t* window;  // left texel minus the group's first, where the group is fetched from a window
   const float* wLeft;
   const float* wRight;
   const uint8_t* leftFetch;  // per group of kLanes

@@ -47,6 +47,15 @@ struct V {
   __attribute__((always_inline)) static void LoadEverySecond(const uint8_t* row, int32_t index, I* even, I* odd) {
     Split(LoadRun(row, index), LoadRun(row, index + 8), even, odd);
   }
+  // Each lane picks its texel from the two halves of the window and keeps the one its offset names.
+  template <int kPlus>
+  __attribute__((always_inline)) static I LoadWindow(const uint8_t* row, const int32_t* index, const int32_t* offset) {
+    const I lo = LoadRun(row, index[0]);
+    const I hi = LoadRun(row, index[0] + 8);
+    const I at = _mm256_add_epi32(LoadI(offset), _mm256_set1_epi32(kPlus));
+    const I high = _mm256_cmpgt_epi32(at, _mm256_set1_epi32(7));
+    return _mm256_blendv_epi8(_mm256_permutevar8x32_epi32(lo, at), _mm256_permutevar8x32_epi32(hi, at), high);
+  }
   __attribute__((always_inline)) static __m128i LoadPair(const uint8_t* row, int32_t index) {
     return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + static_cast<size_t>(index) * 4));
   }

@@ -6,6 +6,8 @@
 //   a NaN), LoadI, SetI, Or;
 //   Gather(row, indices): the texels at kN indices of a row; LoadRun(row, i): texels i .. i + kN - 1;
 //   LoadEverySecond(row, i, even, odd): texels i .. i + 2 kN - 1 split into even and odd ones;
+//   LoadWindow<k>(row, indices, offsets): texels j + k for kN indices j, offsets j - i from the first i of
+//   their group of kLanes, all within i .. i + 2 kLanes - 1;
 //   LoadPairs(row, indices, left, right): texels j and j + 1 for kN indices j; SplitF(lo, hi, even, odd):
 //   the even and odd lanes of lo then hi;
 //   LoadTexels(p, n), StoreTexels(p, v, n): n <= kN pixels of memory, nothing past them;
@@ -51,6 +53,8 @@ CV_FAST_INLINE I Fetch(const uint8_t* row, const ColumnTaps* c, int32_t s) {
       V::LoadEverySecond(row, c->left[s], &even, &odd);
       return even;
     }
+    case kFetchWindow:
+      return V::template LoadWindow<0>(row, c->left + s, c->window + s);
     default:
       return V::Gather(row, c->left + s);
   }
@@ -64,6 +68,10 @@ CV_FAST_INLINE void FetchPairs(const uint8_t* row, const ColumnTaps* c, int32_t 
       return;
     case kFetchEverySecond:
       V::LoadEverySecond(row, c->left[s], left, right);
+      return;
+    case kFetchWindow:
+      *left = V::template LoadWindow<0>(row, c->left + s, c->window + s);
+      *right = V::template LoadWindow<1>(row, c->left + s, c->window + s);
       return;
     case kFetchPairs:
       V::LoadPairs(row, c->left + s, left, right);

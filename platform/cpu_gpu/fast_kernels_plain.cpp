@@ -42,6 +42,10 @@ struct V {
     *even = LoadRun(row, index);
     *odd = LoadRun(row, index + 1);
   }
+  template <int kPlus>
+  static I LoadWindow(const uint8_t* row, const int32_t* index, const int32_t*) {
+    return LoadRun(row, *index + kPlus);
+  }
   static void LoadPairs(const uint8_t* row, const int32_t* index, I* left, I* right) {
     LoadEverySecond(row, *index, left, right);
   }

@@ -43,6 +43,13 @@ struct V {
   __attribute__((always_inline)) static void LoadEverySecond(const uint8_t* row, int32_t index, I* even, I* odd) {
     Split(LoadRun(row, index), LoadRun(row, index + 4), even, odd);
   }
+  // Four lanes have no permute of their own: the window's texels are fetched one by one.
+  template <int kPlus>
+  __attribute__((always_inline)) static I LoadWindow(const uint8_t* row, const int32_t* index, const int32_t*) {
+    int32_t t[4];
+    for (int k = 0; k < 4; ++k) memcpy(&t[k], row + static_cast<size_t>(index[k] + kPlus) * 4, 4);
+    return _mm_setr_epi32(t[0], t[1], t[2], t[3]);
+  }
   __attribute__((always_inline)) static I LoadPair(const uint8_t* row, int32_t index) {
     return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + static_cast<size_t>(index) * 4));
   }

@@ -25,22 +25,28 @@ LinearTap Linear(int64_t snapped) {
 }
 
 // How a group of kLanes taps can be fetched: as a run of texels from its first left texel, as every
-// second texel of a run (which reads one texel past the last it uses, so that one must exist), as
-// adjacent pairs where each right texel follows its left one, or one by one. The last group of a row,
-// padded with taps of texel 0, is fetched one by one.
+// second texel of a run, from a window of 2 kLanes texels at its first (the runs and the window read
+// texels past the last one they use, so those must exist), as adjacent pairs where each right texel
+// follows its left one, or one by one. The last group of a row, padded with taps of texel 0, is fetched
+// one by one.
 uint8_t FetchOf(const int32_t* left, const int32_t* right, size_t lanes, UINT texels) {
   if (lanes < kLanes) return kFetchAny;
+  const bool windowFits = int64_t{left[0]} + 2 * kLanes <= int64_t{texels};
   bool run = true;
-  bool everySecond = int64_t{left[0]} + 2 * kLanes <= int64_t{texels};
+  bool everySecond = windowFits;
+  bool window = windowFits;
   bool pairs = right != nullptr;
   for (size_t j = 0; j < kLanes; ++j) {
-    run = run && left[j] == left[0] + static_cast<int32_t>(j);
-    everySecond = everySecond && left[j] == left[0] + 2 * static_cast<int32_t>(j);
+    const int32_t offset = left[j] - left[0];
+    run = run && offset == static_cast<int32_t>(j);
+    everySecond = everySecond && offset == 2 * static_cast<int32_t>(j);
+    window = window && offset >= 0 && offset + (right ? 1 : 0) < 2 * kLanes;
     pairs = pairs && right[j] == left[j] + 1;
   }
   if (right && !pairs) return kFetchAny;
   if (run) return kFetchRun;
   if (everySecond) return kFetchEverySecond;
+  if (window) return kFetchWindow;
   return pairs ? kFetchPairs : kFetchAny;
 }
 
@@ -51,6 +57,7 @@ void SampleColumns::Place(const std::vector<float>& coords, UINT texels, Sampler
   const size_t n = (coords.size() + 2 * kLanes - 1) / (2 * kLanes) * (2 * kLanes);
   left_.assign(n, 0);
   right_.assign(n, 0);
+  window_.assign(n, 0);
   wLeft_.assign(n, 0.0f);
   wRight_.assign(n, 0.0f);
   rightUnused_ = true;
@@ -74,6 +81,7 @@ void SampleColumns::Place(const std::vector<float>& coords, UINT texels, Sampler
     const size_t lanes = std::min<size_t>(kLanes, coords.size() - first);
     leftFetch_[g] = FetchOf(&left_[first], nullptr, lanes, texels);
     if (filter == SamplerFilter::Linear) pairFetch_[g] = FetchOf(&left_[first], &right_[first], lanes, texels);
+    for (size_t j = 0; j < kLanes; ++j) window_[first + j] = left_[first + j] - left_[first];
   }
 }
 

@@ -23,8 +23,13 @@ class SampleColumns {
   void Place(const std::vector<float>& coords, UINT texels, SamplerFilter filter);
   // The taps from sample `first`, a multiple of kLanes.
   ColumnTaps Taps(size_t first) const {
-    return {left_.data() + first,        right_.data() + first,       wLeft_.data() + first,
-            wRight_.data() + first,      leftFetch_.data() + first / kLanes, pairFetch_.data() + first / kLanes,
+    return {left_.data() + first,
+            right_.data() + first,
+            window_.data() + first,
+            wLeft_.data() + first,
+            wRight_.data() + first,
+            leftFetch_.data() + first / kLanes,
+            pairFetch_.data() + first / kLanes,
             rightUnused_ ? 1 : 0};
   }
   const int32_t* Texels(size_t first) const { return left_.data() + first; }
@@ -32,6 +37,7 @@ class SampleColumns {
  private:
   std::vector<int32_t> left_;
   std::vector<int32_t> right_;
+  std::vector<int32_t> window_;
   std::vector<float> wLeft_;
   std::vector<float> wRight_;
   std::vector<uint8_t> leftFetch_;

@@ -39,6 +39,7 @@ struct ColumnTaps {
   const float* wRight;
   const uint8_t* leftFetch;  // per group of kLanes
   const uint8_t* pairFetch;
+  const uint8_t* halves;  // per group of kLanes: every fx is 1/2
   int32_t rightUnused;  // every fx is 0: the right texels weigh nothing and aren't read
 };
 

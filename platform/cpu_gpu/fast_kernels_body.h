@@ -104,8 +104,16 @@ struct Sampling {
   static constexpr bool kIsLinear = kLinear;
   // The row's weights 1 - fy and fy, times 2^-24 (exact).
   F wTop, wBottom;
+  // Whether the row's weights are equal (or the bottom one 0), and the weight every texel has where fx is
+  // 1/2 too: then all weights are that one power of two, so the products are exact, and scaling a sum by
+  // a power of two is exact too: the reference's sum of products is the sum of the texels times it.
+  bool evenRow;
+  F wEven;
   explicit Sampling(const RowTaps* rows)
-      : wTop(V::SetF(rows->wTop * (1.0f / 16777216.0f))), wBottom(V::SetF(rows->wBottom * (1.0f / 16777216.0f))) {}
+      : wTop(V::SetF(rows->wTop * (1.0f / 16777216.0f))),
+        wBottom(V::SetF(rows->wBottom * (1.0f / 16777216.0f))),
+        evenRow(kRight && (!kBottom || rows->wTop == rows->wBottom)),
+        wEven(V::SetF(0.5f * rows->wTop * (1.0f / 16777216.0f))) {}
 
   // The texels of the point sampler's samples of the group at s.
   CV_FAST_INLINE I Texels(const RowTaps* rows, const ColumnTaps* c, int32_t s) const { return Fetch(rows->top, c, s); }
@@ -126,9 +134,18 @@ struct Sampling {
     if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(c->left[s]) * 4 + 512);
     // w00 = (1 - fx)(1 - fy), w10 = fx(1 - fy), w01 = (1 - fx)fy, w11 = fx fy: exact products of 8-bit
     // fractions.
+    I t[4];
+    if (kRight && evenRow && c->halves[s / kLanes]) {
+      FetchPairs(rows->top, c, s, &t[0], &t[1]);
+      if (kBottom) FetchPairs(rows->bottom, c, s, &t[2], &t[3]);
+      out[0] = Sum<16, kBottom>(t);
+      if (kChannels > 1) out[1] = Sum<8, kBottom>(t);
+      if (kChannels > 2) out[2] = Sum<0, kBottom>(t);
+      if (kChannels > 3) out[3] = Sum<24, kBottom>(t);
+      return;
+    }
     const F wl = V::LoadF(c->wLeft + s);
     const F wr = V::LoadF(c->wRight + s);
-    I t[4];
     F w[4];
     if (kRight) FetchPairs(rows->top, c, s, &t[0], &t[1]);
     else t[0] = t[1] = Fetch(rows->top, c, s);
@@ -146,6 +163,15 @@ struct Sampling {
     if (kChannels > 1) out[1] = Mix<8, kRight, kBottom>(t, w);
     if (kChannels > 2) out[2] = Mix<0, kRight, kBottom>(t, w);
     if (kChannels > 3) out[3] = Mix<24, kRight, kBottom>(t, w);
+  }
+
+  // ((t00 + t10) + t01) + t11 times the one weight. A byte 0 that comes as the smallest subnormal is lost
+  // in any sum with a texel that isn't 0, and a sum of such vanishes in the product.
+  template <int kShift, bool kB>
+  CV_FAST_INLINE F Sum(const I t[4]) const {
+    F sum = V::Add(V::template UnormX<kShift>(t[0]), V::template UnormX<kShift>(t[1]));
+    if (kB) sum = V::Add(V::Add(sum, V::template UnormX<kShift>(t[2])), V::template UnormX<kShift>(t[3]));
+    return V::Mul(sum, wEven);
   }
 };
 

@@ -43,9 +43,14 @@ class GuardedImage {
 };
 
 // The pipeline's blend state of the overlays.
-constexpr GpuRenderTargetBlendDesc kOverlayBlend{
-    1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One, GpuBlend::Zero, GpuBlendOp::Min,
-    kGpuColorWriteAll};
+constexpr GpuRenderTargetBlendDesc kOverlayBlend{1,
+                                                 GpuBlend::SrcAlpha,
+                                                 GpuBlend::InvSrcAlpha,
+                                                 GpuBlendOp::Add,
+                                                 GpuBlend::One,
+                                                 GpuBlend::Zero,
+                                                 GpuBlendOp::Min,
+                                                 kGpuColorWriteAll};
 
 // One draw: the picture, the target's size and the viewport, the quad and the constants.
 struct DrawSetup {
@@ -131,7 +136,8 @@ class FastPathMatchesReference : public ::testing::TestWithParam<FastCase> {
     const bool hdyc = GetParam().program == GpuProgramId::Hdyc;
     const struct {
       UINT pw, ph, w, h;
-    } sizes[] = {{1, 1, 2, 1}, {3, 5, 3, 5}, {17, 9, 17, 9}, {17, 9, 41, 23}, {34, 10, 17, 5}, {48, 36, 64, 48}, {64, 48, 37, 29}, {641, 359, 320, 180}};
+    } sizes[] = {{1, 1, 2, 1},    {3, 5, 3, 5},     {17, 9, 17, 9},   {17, 9, 41, 23},
+                 {34, 10, 17, 5}, {48, 36, 64, 48}, {64, 48, 37, 29}, {641, 359, 320, 180}};
     const struct {
       float screen[4], area[4];
     } cuts[] = {{{0, 0, 1, 1}, {0, 0, 1, 1}},
@@ -219,27 +225,30 @@ TEST(FastKernels, SamplesAreTheReferencesFloats) {
     std::memcpy(t.bits + t.pitch + x * 4, texel, 4);
   }
   std::vector<float> u;
-  for (int k = 0; k <= 256; ++k) u.push_back(k / 256.0f);              // borders: runs of pairs
-  for (int k = 0; k < 128; ++k) u.push_back((2 * k + 1) / 256.0f);     // every second texel
-  for (int k = 0; k < 200; ++k) u.push_back(-0.01f + k * 0.00537f);    // irregular, clamped at the left
-  const float v = 1.37f / 3;  // between rows 0 and 1, nearer row 1
+  for (int k = 0; k <= 256; ++k) u.push_back(k / 256.0f);            // borders: runs of pairs
+  for (int k = 0; k < 128; ++k) u.push_back((2 * k + 1) / 256.0f);   // every second texel
+  for (int k = 0; k < 200; ++k) u.push_back(-0.01f + k * 0.00537f);  // irregular, clamped at the left
 
   const cpugpu::fast::Kernels* builds[4];
   const int32_t count = cpugpu::fast::AvailableKernels(builds, 4);
-  for (int32_t i = 0; i < count; ++i) {
-    for (const SamplerFilter filter : {SamplerFilter::Point, SamplerFilter::Linear}) {
-      SCOPED_TRACE(std::string(builds[i]->name) + (filter == SamplerFilter::Point ? " point" : " linear"));
-      cpugpu::fast::SampleColumns columns;
-      columns.Place(u, t.width, filter);
-      const size_t stride = cpugpu::fast::Padded(u.size());
-      std::vector<float> planes(4 * stride);
-      cpugpu::fast::SampleRun(*builds[i], filter, cpugpu::fast::PlaceRow(t, filter, v), columns, 0, u.size(), 4,
-                              planes.data(), stride);
-      for (size_t s = 0; s < u.size(); ++s) {
-        const cpugpu::Float4 expected = cpugpu::SampleClamp(&t, filter, u[s], v);
-        const float want[4] = {expected.r, expected.g, expected.b, expected.a};
-        for (size_t c = 0; c < 4; ++c)
-          ASSERT_EQ(planes[c * stride + s], want[c]) << "sample " << s << " at u " << u[s] << ", channel " << c;
+  // Between rows 0 and 1 nearer row 1, and halfway, where with fx 1/2 all weights are 1/4.
+  for (const float v : {1.37f / 3, 1.0f / 3}) {
+    for (int32_t i = 0; i < count; ++i) {
+      for (const SamplerFilter filter : {SamplerFilter::Point, SamplerFilter::Linear}) {
+        SCOPED_TRACE(std::string(builds[i]->name) + (filter == SamplerFilter::Point ? " point" : " linear") + " at v " +
+                     std::to_string(v));
+        cpugpu::fast::SampleColumns columns;
+        columns.Place(u, t.width, filter);
+        const size_t stride = cpugpu::fast::Padded(u.size());
+        std::vector<float> planes(4 * stride);
+        cpugpu::fast::SampleRun(*builds[i], filter, cpugpu::fast::PlaceRow(t, filter, v), columns, 0, u.size(), 4,
+                                planes.data(), stride);
+        for (size_t s = 0; s < u.size(); ++s) {
+          const cpugpu::Float4 expected = cpugpu::SampleClamp(&t, filter, u[s], v);
+          const float want[4] = {expected.r, expected.g, expected.b, expected.a};
+          for (size_t c = 0; c < 4; ++c)
+            ASSERT_EQ(planes[c * stride + s], want[c]) << "sample " << s << " at u " << u[s] << ", channel " << c;
+        }
       }
     }
   }

@@ -76,12 +76,18 @@ void SampleColumns::Place(const std::vector<float>& coords, UINT texels, Sampler
   }
   leftFetch_.assign(n / kLanes, kFetchAny);
   pairFetch_.assign(n / kLanes, kFetchAny);
+  halves_.assign(n / kLanes, 0);
   for (size_t g = 0; g < n / kLanes; ++g) {
     const size_t first = g * kLanes;
     const size_t lanes = std::min<size_t>(kLanes, coords.size() - first);
     leftFetch_[g] = FetchOf(&left_[first], nullptr, lanes, texels);
     if (filter == SamplerFilter::Linear) pairFetch_[g] = FetchOf(&left_[first], &right_[first], lanes, texels);
-    for (size_t j = 0; j < kLanes; ++j) window_[first + j] = left_[first + j] - left_[first];
+    bool halves = filter == SamplerFilter::Linear;
+    for (size_t j = 0; j < kLanes; ++j) {
+      window_[first + j] = left_[first + j] - left_[first];
+      halves = halves && wRight_[first + j] == 0.5f;
+    }
+    halves_[g] = halves ? 1 : 0;
   }
 }
 

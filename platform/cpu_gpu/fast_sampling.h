@@ -30,6 +30,7 @@ class SampleColumns {
             wRight_.data() + first,
             leftFetch_.data() + first / kLanes,
             pairFetch_.data() + first / kLanes,
+            halves_.data() + first / kLanes,
             rightUnused_ ? 1 : 0};
   }
   const int32_t* Texels(size_t first) const { return left_.data() + first; }
@@ -42,6 +43,7 @@ class SampleColumns {
   std::vector<float> wRight_;
   std::vector<uint8_t> leftFetch_;
   std::vector<uint8_t> pairFetch_;
+  std::vector<uint8_t> halves_;
   bool rightUnused_ = true;
 };
 

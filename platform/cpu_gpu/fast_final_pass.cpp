@@ -24,7 +24,8 @@ fast::Shading ShadingOf(const PS_BACKCOLOR_BUFFER& k) {
 uint8_t* TargetRow(const Surface& target, int64_t y) { return target.bits + static_cast<size_t>(y) * target.pitch; }
 
 // The columns of the point-sampled ARGB pass, in runs of one kind: the program there is a copy of the
-// texel, its shading or zero, all of which are byte tables, so the pass needs no float arithmetic.
+// texel (a byte b comes back from b / 255 x 255 as b), its shading (a table per channel) or zero, so the
+// pass needs no float arithmetic per pixel.
 class ArgbPointPass {
  public:
   ArgbPointPass(const DrawCall& draw, const std::vector<float>& u) : draw_(draw), width_(u.size()) {

@@ -11,7 +11,8 @@
 
 namespace cvplat::cpugpu::fast {
 
-// Samples are handled in runs of this many, so a run's planes stay in the first-level cache.
+// Rows are handed to the kernels in runs of this many pixels, so a run where no column is off `screen` or
+// `area` goes without the masks.
 inline constexpr size_t kRun = 256;
 
 inline size_t Padded(size_t n) { return (n + kLanes - 1) / kLanes * kLanes; }
@@ -50,7 +51,8 @@ class SampleColumns {
 // The texture rows that samples at v read.
 RowTaps PlaceRow(const Surface& texture, SamplerFilter filter, float v);
 
-// Samples `count` taps from `first` into planes `stride` floats apart.
+// Samples `count` taps from `first` into planes `stride` floats apart: the sampling the row kernels do,
+// on its own, so that tests can hold its floats against the reference's.
 void SampleRun(const Kernels& k, SamplerFilter filter, const RowTaps& row, const SampleColumns& columns,
                size_t first, size_t count, int32_t channels, float* planes, size_t stride);
 

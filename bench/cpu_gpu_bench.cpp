@@ -56,7 +56,7 @@ T** Out(TRefPtr<T>& p) {
 
 // One draw as the pipeline binds it: the quad, a program, the picture in slot 0, the target, constants
 // and the blend state. Everything is made once; a pass is one Draw.
-struct DrawSpec {
+struct DrawSetup {
   UINT pictureWidth, pictureHeight;
   UINT targetWidth, targetHeight;  // the viewport is kW x kH
   GpuProgramId program;
@@ -66,14 +66,14 @@ struct DrawSpec {
   bool overlayBlend;
 };
 
-DrawSpec FinalPassSpec(const Case& c) {
+DrawSetup FinalPassSetup(const Case& c) {
   return {c.pictureWidth, c.pictureHeight, kW / 2, kH, GpuProgramId::Hdyc, c.linear,
           {-1, -1, 0, 0, 1, -1, 1, 0, 0, 0, 1, -1, 0, 1, 1, 1, -1, 0, 1, 1, -1, 1, 0, 0, 0, 1, 1, 0, 1, 0},
           {{0, 0, 0, 170 / 255.0f}, {0, 0, 1, 1}, {0, 0, 1, 1}, {1.0f / kW, 1.0f / kH, 0, 0}}, false};
 }
 
 // A w x h picture drawn at (x, y) of the frame, as DrawOverlayTexture places it.
-DrawSpec OverlaySpec(UINT picture, float x, float y, float w, float h, GpuProgramId program) {
+DrawSetup OverlaySetup(UINT picture, float x, float y, float w, float h, GpuProgramId program) {
   const float l = 2 * x / kW - 1, r = 2 * (x + w) / kW - 1, t = 1 - 2 * y / kH, b = 1 - 2 * (y + h) / kH;
   return {picture, picture, kW, kH, program, true,
           {l, b, 0, 0, 1, l, t, 0, 0, 0, r, b, 0, 1, 1, r, b, 0, 1, 1, l, t, 0, 0, 0, r, t, 0, 1, 0},
@@ -82,7 +82,7 @@ DrawSpec OverlaySpec(UINT picture, float x, float y, float w, float h, GpuProgra
 
 class SeamDraw {
  public:
-  SeamDraw(const DrawSpec& spec, bool forceReference) {
+  SeamDraw(const DrawSetup& setup, bool forceReference) {
     CpuGpuOptions options;
     options.forceReference = forceReference;
     IGpuDevice* d = nullptr;
@@ -92,38 +92,38 @@ class SeamDraw {
     context_ = TRefPtr<IGpuContext>::Adopt(x);
     if (!ok_) return;
 
-    const std::vector<uint8_t> pixels = Picture(spec.pictureWidth, spec.pictureHeight);
+    const std::vector<uint8_t> pixels = Picture(setup.pictureWidth, setup.pictureHeight);
     GpuTexture2DDesc desc;
-    desc.width = spec.pictureWidth;
-    desc.height = spec.pictureHeight;
+    desc.width = setup.pictureWidth;
+    desc.height = setup.pictureHeight;
     desc.bindFlags = kGpuBindShaderResource;
-    GpuSubresourceData data{pixels.data(), spec.pictureWidth * 4, 0};
+    GpuSubresourceData data{pixels.data(), setup.pictureWidth * 4, 0};
     ok_ = ok_ && device_->CreateTexture2D(&desc, &data, Out(picture_)) == S_OK;
-    desc.width = spec.targetWidth;
-    desc.height = spec.targetHeight;
+    desc.width = setup.targetWidth;
+    desc.height = setup.targetHeight;
     desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
     ok_ = ok_ && device_->CreateTexture2D(&desc, nullptr, Out(target_)) == S_OK;
     ok_ = ok_ && device_->CreateShaderResourceView(picture_.Get(), nullptr, Out(view_)) == S_OK;
     ok_ = ok_ && device_->CreateRenderTargetView(target_.Get(), nullptr, Out(rtv_)) == S_OK;
     ok_ = ok_ && device_->CreateProgram(GpuProgramId::Vertex, Out(vertex_)) == S_OK;
-    ok_ = ok_ && device_->CreateProgram(spec.program, Out(pixel_)) == S_OK;
+    ok_ = ok_ && device_->CreateProgram(setup.program, Out(pixel_)) == S_OK;
     GpuInputElementDesc layout[2];
     layout[0] = {"POSITION", 0, GpuFormat::R32G32B32Float, 0, 0, kGpuInputPerVertexData, 0};
     layout[1] = {"TEXCOORD", 0, GpuFormat::R32G32Float, 0, 12, kGpuInputPerVertexData, 0};
     ok_ = ok_ && device_->CreateInputLayout(layout, 2, vertex_.Get(), Out(layout_)) == S_OK;
     GpuSamplerDesc sampler;
-    sampler.filter = spec.linear ? GpuFilter::MinMagMipLinear : GpuFilter::MinMagMipPoint;
+    sampler.filter = setup.linear ? GpuFilter::MinMagMipLinear : GpuFilter::MinMagMipPoint;
     ok_ = ok_ && device_->CreateSamplerState(&sampler, Out(sampler_)) == S_OK;
     GpuBlendDesc blend;
     blend.renderTarget[0] = {1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One,
                              GpuBlend::Zero, GpuBlendOp::Min, kGpuColorWriteAll};
     ok_ = ok_ && device_->CreateBlendState(&blend, Out(blend_)) == S_OK;
 
-    GpuBufferDesc vb{sizeof spec.quad, GpuUsage::Default, kGpuBindVertexBuffer, 0, 0, 0};
-    GpuSubresourceData vbData{spec.quad, 0, 0};
+    GpuBufferDesc vb{sizeof setup.quad, GpuUsage::Default, kGpuBindVertexBuffer, 0, 0, 0};
+    GpuSubresourceData vbData{setup.quad, 0, 0};
     ok_ = ok_ && device_->CreateBuffer(&vb, &vbData, Out(vertices_)) == S_OK;
-    GpuBufferDesc cb{sizeof spec.constants, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
-    GpuSubresourceData cbData{&spec.constants, 0, 0};
+    GpuBufferDesc cb{sizeof setup.constants, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
+    GpuSubresourceData cbData{&setup.constants, 0, 0};
     ok_ = ok_ && device_->CreateBuffer(&cb, &cbData, Out(constants_)) == S_OK;
     if (!ok_) return;
 
@@ -138,7 +138,7 @@ class SeamDraw {
     context_->IASetInputLayout(layout_.Get());
     context_->RSSetViewports(1, &viewport);
     const float noFactor[4] = {0, 0, 0, 0};
-    context_->OMSetBlendState(spec.overlayBlend ? blend_.Get() : nullptr, noFactor, 0xFFFFFFFFu);
+    context_->OMSetBlendState(setup.overlayBlend ? blend_.Get() : nullptr, noFactor, 0xFFFFFFFFu);
     context_->OMSetRenderTargets(1, &rt);
     context_->VSSetShader(vertex_.Get());
     context_->PSSetShader(pixel_.Get());
@@ -176,7 +176,7 @@ void BM_FinalPassFast(benchmark::State& state) {
     return;
   }
   cpugpu::fast::PinKernels(builds[state.range(1)]);
-  SeamDraw pass(FinalPassSpec(c), false);
+  SeamDraw pass(FinalPassSetup(c), false);
   if (!pass.ok()) state.SkipWithError("setup failed");
   for (auto _ : state) pass.Draw();
   cpugpu::fast::PinKernels(nullptr);
@@ -186,7 +186,7 @@ void BM_FinalPassFast(benchmark::State& state) {
 
 void BM_FinalPassReference(benchmark::State& state) {
   const Case& c = kCases[state.range(0)];
-  SeamDraw pass(FinalPassSpec(c), true);
+  SeamDraw pass(FinalPassSetup(c), true);
   if (!pass.ok()) state.SkipWithError("setup failed");
   for (auto _ : state) pass.Draw();
   state.SetLabel(c.name);
@@ -214,9 +214,9 @@ void BM_LibyuvScaleThenUyvy(benchmark::State& state) {
 // 1 reference.
 void BM_Overlay(benchmark::State& state) {
   const bool disc = state.range(0) == 0;
-  const DrawSpec spec = disc ? OverlaySpec(100, 300.4f, 200.6f, 70, 70, GpuProgramId::ColouredOverlay)
-                             : OverlaySpec(32, 901, 507, 32, 32, GpuProgramId::Overlay);
-  SeamDraw draw(spec, state.range(1) != 0);
+  const DrawSetup setup = disc ? OverlaySetup(100, 300.4f, 200.6f, 70, 70, GpuProgramId::ColouredOverlay)
+                             : OverlaySetup(32, 901, 507, 32, 32, GpuProgramId::Overlay);
+  SeamDraw draw(setup, state.range(1) != 0);
   if (!draw.ok()) state.SkipWithError("setup failed");
   for (auto _ : state) draw.Draw();
   state.SetLabel(std::string(disc ? "disc 100 -> 70" : "pointer 32") + (state.range(1) ? ", reference" : ", fast"));

@@ -88,10 +88,12 @@ uint8_t ToUnorm8(float value) {
   return static_cast<uint8_t>(std::nearbyint(value * 255.0f));
 }
 
+int64_t SnapToTexels(float coord, UINT texels) { return SnapToFixed8(coord * static_cast<float>(texels)); }
+
 Float4 SampleClamp(const Surface* texture, SamplerFilter filter, float u, float v) {
   if (!texture || !texture->bits || texture->width == 0 || texture->height == 0) return {};
-  const int64_t fu = SnapToFixed8(u * static_cast<float>(texture->width));
-  const int64_t fv = SnapToFixed8(v * static_cast<float>(texture->height));
+  const int64_t fu = SnapToTexels(u, texture->width);
+  const int64_t fv = SnapToTexels(v, texture->height);
   if (filter == SamplerFilter::Point) return Texel(*texture, fu >> 8, fv >> 8);
 
   const int64_t lu = fu - 128;

@@ -42,6 +42,10 @@ struct Float4 {
 
 enum class SamplerFilter { Point, Linear };
 
+// A texture coordinate scaled by the texture's size `texels` in float32 and snapped to fixed point with
+// 8 fractional bits, as the sampler places it. The fast paths place their samples with this same step.
+int64_t SnapToTexels(float coord, UINT texels);
+
 // The sample at (u, v) with the clamp address mode. No texture samples as zeros, as an unbound slot does.
 Float4 SampleClamp(const Surface* texture, SamplerFilter filter, float u, float v);
 

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/cpu_gpu/fast_final_pass.h"
+#include "platform/cpu_gpu/fast_overlay.h"
+
 namespace cvplat::cpugpu {
 namespace {
 
@@ -173,8 +176,56 @@ constexpr float kFullScreenQuad[6][5] = {
 
 bool WholePixels(float v) { return v > 0.0f && v <= kFarLimit && v == std::floor(v); }
 
-// No fast path exists yet: every draw, recognised or not, still takes the reference.
-bool DrawFullScreenFast(const FullScreenDraw&, const DrawCall&) { return false; }
+// The blend state of the overlays: source alpha over the target, the smaller alpha kept.
+bool IsOverlayBlend(const GpuRenderTargetBlendDesc& b) {
+  return b.blendEnable && b.srcBlend == GpuBlend::SrcAlpha && b.destBlend == GpuBlend::InvSrcAlpha &&
+         b.blendOp == GpuBlendOp::Add && b.srcBlendAlpha == GpuBlend::One && b.destBlendAlpha == GpuBlend::Zero &&
+         b.blendOpAlpha == GpuBlendOp::Min && b.renderTargetWriteMask == kGpuColorWriteAll;
+}
+
+// The quad's corners on the target, if its six vertices are the pipeline's two triangles over one
+// rectangle with u, v from 0 to 1; z plays no part in what is drawn.
+std::optional<QuadSpan> MatchQuad(const DrawCall& draw) {
+  constexpr float kUv[6][2] = {{0, 1}, {0, 0}, {1, 1}, {1, 1}, {0, 0}, {1, 0}};
+  constexpr bool kRight[6] = {false, false, true, true, false, true};
+  constexpr bool kTop[6] = {false, true, false, false, true, true};
+  if (draw.vertexCount != 6) return std::nullopt;
+  ScreenVertex corner[6];
+  float x[6];
+  float y[6];
+  for (UINT k = 0; k < 6; ++k) {
+    float position[3];
+    float uv[2];
+    const uint64_t index = uint64_t{draw.startVertex} + k;
+    ReadField(draw.vertices, index, draw.vertices.positionOffset, position, 3);
+    ReadField(draw.vertices, index, draw.vertices.texcoordOffset, uv, 2);
+    if (uv[0] != kUv[k][0] || uv[1] != kUv[k][1] || !ToScreen(draw.vertices, index, draw.viewport, &corner[k]))
+      return std::nullopt;
+    x[k] = position[0];
+    y[k] = position[1];
+  }
+  // Same floats give the same snapped corners; compare the bits so a NaN never passes.
+  for (UINT k = 1; k < 6; ++k) {
+    const UINT sameX = kRight[k] ? 2 : 0;
+    const UINT sameY = kTop[k] ? 1 : 0;
+    if (std::memcmp(&x[k], &x[sameX], sizeof(float)) != 0 || std::memcmp(&y[k], &y[sameY], sizeof(float)) != 0)
+      return std::nullopt;
+  }
+  QuadSpan span;
+  span.left = corner[0].x;
+  span.right = corner[2].x;
+  span.top = corner[1].y;
+  span.bottom = corner[0].y;
+  // A quad drawn mirrored faces away and is culled; one without area draws nothing. Both stay with the
+  // reference, which needs no help to draw nothing.
+  if (span.right <= span.left || span.bottom <= span.top) return std::nullopt;
+  const PixelRect clip = DrawableRect(draw);
+  span.x0 = std::max(clip.x0, CeilDiv256(span.left - 128));
+  span.x1 = std::min(clip.x1, CeilDiv256(span.right - 128));
+  span.y0 = std::max(clip.y0, CeilDiv256(span.top - 128));
+  span.y1 = std::min(clip.y1, CeilDiv256(span.bottom - 128));
+  return span;
+}
 
 }  // namespace
 
@@ -217,10 +268,32 @@ std::optional<FullScreenDraw> MatchFullScreenQuad(const DrawCall& draw) {
   return quad;
 }
 
+QuadSpan FullScreenSpan(const FullScreenDraw& quad, const Surface& target) {
+  QuadSpan span;
+  span.right = int64_t{quad.width} * 256;
+  span.bottom = int64_t{quad.height} * 256;
+  span.x1 = std::min(quad.width, target.width);
+  span.y1 = std::min(quad.height, target.height);
+  return span;
+}
+
+std::optional<OverlayQuad> MatchOverlayQuad(const DrawCall& draw) {
+  if ((draw.program != GpuProgramId::Overlay && draw.program != GpuProgramId::ColouredOverlay) ||
+      !IsOverlayBlend(draw.blend.target) || !draw.target.bits || draw.viewport.width <= 0.0f ||
+      draw.viewport.height <= 0.0f)
+    return std::nullopt;
+  const std::optional<QuadSpan> span = MatchQuad(draw);
+  if (!span) return std::nullopt;
+  return OverlayQuad{draw.program, draw.inputs.filter, *span};
+}
+
 void ExecuteDraw(const DrawCall& draw, bool forceReference) {
   if (!forceReference) {
-    const std::optional<FullScreenDraw> quad = MatchFullScreenQuad(draw);
-    if (quad && DrawFullScreenFast(*quad, draw)) return;
+    if (const std::optional<FullScreenDraw> quad = MatchFullScreenQuad(draw)) {
+      if (DrawFinalPassFast(*quad, draw)) return;
+    } else if (const std::optional<OverlayQuad> overlay = MatchOverlayQuad(draw)) {
+      if (DrawOverlayFast(*overlay, draw)) return;
+    }
   }
   DrawReference(draw);
 }

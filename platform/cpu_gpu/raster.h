@@ -69,6 +69,38 @@ struct FullScreenDraw {
 };
 std::optional<FullScreenDraw> MatchFullScreenQuad(const DrawCall& draw);
 
+// The pixels an axis-aligned quad covers and the texture coordinate at each of their centres. The quad
+// is the pipeline's: two triangles over the rectangle L..R, T..B of clip space, (L, B) (L, T) (R, B)
+// (R, B) (L, T) (R, T), with u and v running from 0 at its left and top to 1 at its right and bottom.
+// With the top-left rule the two triangles cover the centres in [left, right) x [top, bottom) once each,
+// and on either triangle the interpolation at a centre is the exact quotient below, rounded to double
+// and then to float, so a fast path finds the reference's u and v per column and per row.
+struct QuadSpan {
+  int64_t left = 0, top = 0, right = 0, bottom = 0;  // corners on the target, fixed point, 8 fractional bits
+  int64_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;            // pixels covered, clipped: [x0, x1) x [y0, y1)
+
+  float U(int64_t x) const {
+    return static_cast<float>(static_cast<double>(x * 256 + 128 - left) / static_cast<double>(right - left));
+  }
+  float V(int64_t y) const {
+    return static_cast<float>(static_cast<double>(y * 256 + 128 - top) / static_cast<double>(bottom - top));
+  }
+};
+
+// The quad of the final pass seen as a span: the whole target.
+QuadSpan FullScreenSpan(const FullScreenDraw& quad, const Surface& target);
+
+// An overlay draw of the pipeline: the overlay or coloured overlay program over a quad at any
+// rectangle, blended by the overlay blend state (source alpha over, the smaller alpha kept).
+struct OverlayQuad {
+  GpuProgramId program = GpuProgramId::Overlay;
+  SamplerFilter filter = SamplerFilter::Point;
+  QuadSpan span;
+};
+// Only quads that face the target, have an area and lie within the rasteriser's range are taken; the
+// reference draws the rest.
+std::optional<OverlayQuad> MatchOverlayQuad(const DrawCall& draw);
+
 // Runs a draw: a fast path where one takes the draw, else the reference. `forceReference` skips the
 // fast paths, so their results can be compared with the reference on the same input.
 void ExecuteDraw(const DrawCall& draw, bool forceReference);

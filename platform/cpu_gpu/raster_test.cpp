@@ -1,6 +1,8 @@
 // Coverage of the rasteriser, the copy of a box, what the twin refuses, and the recognition of the final
-// pass for the fast layer.
+// pass and the overlay quads for the fast layer.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "platform/cpu_gpu/gpu_test_support.h"
 #include "platform/cpu_gpu/raster.h"
@@ -121,6 +123,53 @@ TEST(FullScreenQuad, RecognisedOnlyAsTheFinalPassDrawsIt) {
   draw.program = GpuProgramId::Hdyc;
   vertices[5][0] = 0.5f;
   EXPECT_FALSE(cpugpu::MatchFullScreenQuad(draw));
+}
+
+// The overlay fast path takes a quad only with the overlay programs, the overlay blend and the pipeline's
+// vertex order; it covers the pixel centres in [left, right) x [top, bottom), clipped to the target.
+TEST(OverlayQuad, RecognisedOnlyAsThePipelineDrawsAMark) {
+  // x from 2.5 to 4.5 and y from 1.5 to 3.5 on a 6 x 6 target, then one reaching past its right edge.
+  float vertices[30];
+  auto place = [&](float l, float t, float r, float b) {
+    const std::vector<float> quad = QuadAt(l, t, r, b);
+    std::copy(quad.begin(), quad.end(), vertices);
+  };
+  place(2.5f / 3 - 1, 1 - 1.5f / 3, 4.5f / 3 - 1, 1 - 3.5f / 3);
+  cpugpu::DrawCall draw;
+  draw.vertices = {reinterpret_cast<const uint8_t*>(vertices), sizeof vertices, 20, 0, 0, 12};
+  draw.vertexCount = 6;
+  draw.viewport = {0, 0, 6, 6, 0, 1};
+  uint8_t pixels[6 * 6 * 4] = {};
+  draw.target = {pixels, 6, 6, 24};
+  draw.program = GpuProgramId::ColouredOverlay;
+  draw.blend.target = {1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One, GpuBlend::Zero,
+                       GpuBlendOp::Min, kGpuColorWriteAll};
+  auto quad = cpugpu::MatchOverlayQuad(draw);
+  ASSERT_TRUE(quad);
+  EXPECT_EQ(quad->span.x0, 2);
+  EXPECT_EQ(quad->span.x1, 4);
+  EXPECT_EQ(quad->span.y0, 1);
+  EXPECT_EQ(quad->span.y1, 3);
+
+  place(0, 0.5f, 1.5f, -1.5f);
+  quad = cpugpu::MatchOverlayQuad(draw);
+  ASSERT_TRUE(quad);
+  EXPECT_EQ(quad->span.x1, 6);
+  EXPECT_EQ(quad->span.y1, 6);
+
+  cpugpu::DrawCall other = draw;
+  other.program = GpuProgramId::Argb;
+  EXPECT_FALSE(cpugpu::MatchOverlayQuad(other));
+  other = draw;
+  other.blend.target.blendOpAlpha = GpuBlendOp::Max;
+  EXPECT_FALSE(cpugpu::MatchOverlayQuad(other));
+  other.blend.target = {};
+  EXPECT_FALSE(cpugpu::MatchOverlayQuad(other));
+  place(0.5f, 0.5f, -0.5f, -0.5f);  // mirrored: both triangles face away
+  EXPECT_FALSE(cpugpu::MatchOverlayQuad(draw));
+  place(-0.5f, 0.5f, 0.5f, -0.5f);
+  vertices[4] = 0.5f;  // v of the first vertex
+  EXPECT_FALSE(cpugpu::MatchOverlayQuad(draw));
 }
 
 }  // namespace

@@ -9,27 +9,15 @@
 #include "framelib/frame_test_helpers.h"
 #include "framelib/picture_layout.h"
 #include "platform/text_raster.h"
+#include "platform/pinned_font_test_support.h"
 
 namespace {
 
-// DejaVu Sans Mono: advance and ascender plus descender in fractions of its em.
-constexpr double kAdvanceEm = 1233.0 / 2048;
-constexpr double kLineEm = (1901.0 + 483.0) / 2048;
+using cvtest::kAdvanceEm;
+using cvtest::kLineEm;
 
 const wchar_t kTimecodeStyle[] = L"color='yellow' face='Consolas' bg-color='black(100)'";
 const TTextPlacement kEnginePlace{0, 0.05, 0, 0, 1};
-
-std::unique_ptr<cvplat::ITextRaster> PinnedRaster() {
-#ifdef CV_TEST_FONT_FILE
-  return cvplat::MakeTextRasterForFile(L"" CV_TEST_FONT_FILE, L"" CV_TEST_FONT_FAMILY);
-#else
-  return nullptr;
-#endif
-}
-
-#define REQUIRE_PINNED_RASTER(raster)                                        \
-  auto raster = PinnedRaster();                                              \
-  if (!raster) GTEST_SKIP() << "the pinned monospace font file isn't there"
 
 // A picture in memory with guard bytes around it and a uniform fill, so that every byte a draw may not
 // touch can be checked afterwards.

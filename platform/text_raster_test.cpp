@@ -4,25 +4,13 @@
 
 #include <algorithm>
 
+#include "platform/pinned_font_test_support.h"
+
 namespace {
 
-// DejaVu Sans Mono's design, in units of its 2048-unit em: every advance 1233, ascender 1901,
-// descender 483, flat-topped digits 1493 high on the baseline (round ones overshoot by about 30).
-constexpr double kAdvanceEm = 1233.0 / 2048;
-constexpr double kLineEm = (1901.0 + 483.0) / 2048;
-constexpr double kDigitEm = 1493.0 / 2048;
-
-std::unique_ptr<cvplat::ITextRaster> PinnedRaster() {
-#ifdef CV_TEST_FONT_FILE
-  return cvplat::MakeTextRasterForFile(L"" CV_TEST_FONT_FILE, L"" CV_TEST_FONT_FAMILY);
-#else
-  return nullptr;
-#endif
-}
-
-#define REQUIRE_PINNED_RASTER(raster)                                        \
-  auto raster = PinnedRaster();                                              \
-  if (!raster) GTEST_SKIP() << "the pinned monospace font file isn't there"
+using cvtest::kAdvanceEm;
+using cvtest::kDigitEm;
+using cvtest::kLineEm;
 
 struct TInk {
   int32_t left = INT32_MAX, top = INT32_MAX, right = -1, bottom = -1;  // right and bottom exclusive

@@ -5,42 +5,14 @@
 #include <string_view>
 
 #include "framelib/frame.h"
+#include "framelib/markup_items.h"
 #include "framelib/picture_layout.h"
 #include "framelib/pixel_unorm.h"
+#include "framelib/yuv_pair_layout.h"
 #include "media/colour_formats.h"
 #include "props/number_text.h"
 
 namespace {
-
-bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n'; }
-
-bool SameName(std::wstring_view name, std::wstring_view wanted) {
-  if (name.size() != wanted.size()) return false;
-  for (size_t i = 0; i < name.size(); ++i) {
-    wchar_t c = name[i];
-    if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
-    if (c != wanted[i]) return false;
-  }
-  return true;
-}
-
-// Where the bytes of one pixel pair of a packed 4:2:2 colour lie: two lumas, Cb, Cr.
-struct TPairLayout {
-  int luma0;
-  int luma1;
-  int cb;
-  int cr;
-};
-
-bool PairLayoutOf(uint32_t colour, TPairLayout* pair) {
-  switch (colour) {
-    case kColourHDYC:
-    case kColourUYVY: *pair = {1, 3, 0, 2}; return true;
-    case kColourYUY2: *pair = {0, 2, 1, 3}; return true;
-    case kColourYVYU: *pair = {0, 2, 3, 1}; return true;
-    default: return false;
-  }
-}
 
 // The shading of every byte value with one component of the colour: a byte table per component, so a
 // large rectangle costs a lookup per byte and still gives exactly the float formula's bytes.
@@ -111,33 +83,14 @@ bool ClipSpan(int32_t pos, int32_t size, int32_t extent, int32_t* first, int32_t
 
 TFillMarkup ParseFillMarkup(const wchar_t* markup) {
   TFillMarkup m{kFillDefaultColour, 0, 0};
-  const std::wstring_view text = markup ? std::wstring_view(markup) : std::wstring_view();
-  size_t i = 0;
-  while (i < text.size()) {
-    while (i < text.size() && IsBlank(text[i])) ++i;
-    const size_t nameStart = i;
-    while (i < text.size() && !IsBlank(text[i]) && text[i] != L'=') ++i;
-    const std::wstring_view name = text.substr(nameStart, i - nameStart);
-    if (i >= text.size() || text[i] != L'=') continue;  // a word without a value
-    ++i;
-    std::wstring_view value;
-    if (i < text.size() && (text[i] == L'\'' || text[i] == L'"')) {
-      const wchar_t quote = text[i++];
-      const size_t end = std::min(text.find(quote, i), text.size());
-      value = text.substr(i, end - i);
-      i = end + (end < text.size() ? 1 : 0);
-    } else {
-      const size_t start = i;
-      while (i < text.size() && !IsBlank(text[i])) ++i;
-      value = text.substr(start, i - start);
-    }
-    if (SameName(name, L"color"))
+  ForEachMarkupItem(markup, [&m](std::wstring_view name, std::wstring_view value) {
+    if (cv_text::EqualsNoCase(name, L"color"))
       m.colour = ParseColor(value, kFillDefaultColour);
-    else if (SameName(name, L"width"))
+    else if (cv_text::EqualsNoCase(name, L"width"))
       m.width = ScanInt32(value, 10);
-    else if (SameName(name, L"height"))
+    else if (cv_text::EqualsNoCase(name, L"height"))
       m.height = ScanInt32(value, 10);
-  }
+  });
   return m;
 }
 

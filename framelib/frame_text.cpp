@@ -5,9 +5,12 @@
 #include <string_view>
 #include <vector>
 
+#include "framelib/markup_items.h"
 #include "framelib/picture_layout.h"
+#include "framelib/yuv_pair_layout.h"
 #include "media/colour_formats.h"
 #include "platform/text_raster.h"
+#include "primitives/pixel_rows.h"
 #include "props/text_chars.h"
 
 namespace {
@@ -25,34 +28,19 @@ TColourBytes RgbBytesOf(Colour c, uint8_t alpha) {
   return {{static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8), static_cast<uint8_t>(c), alpha}};
 }
 
-// Byte positions of Y0, Y1, Cb and Cr inside a pair of a packed 4:2:2 picture.
-struct TPairLayout {
-  int y0, y1, cb, cr;
-};
-
-bool PairLayoutOf(uint32_t colour, TPairLayout* layout) {
-  if (colour == kColourHDYC || colour == kColourUYVY) {
-    *layout = {1, 3, 0, 2};
-  } else if (colour == kColourYUY2) {
-    *layout = {0, 2, 1, 3};
-  } else if (colour == kColourYVYU) {
-    *layout = {0, 2, 3, 1};
-  } else {
-    return false;
-  }
-  return true;
-}
-
-// Studio-range BT.601 with the offsets of the HDYC conversion, 16/256 and 128/256 of full scale, rounded
-// to nearest: white 235/128/128, black 16/128/128, red 81/90/239, the same bytes the conversion gives.
+// The colour's bytes as the conversion to 4:2:2 gives them for a pair of that colour, so that text on a
+// converted frame has exactly the colour of the same text converted: white 235/128/128, black
+// 16/128/128, red 81/90/239.
 TColourBytes PairBytesOf(Colour c, const TPairLayout& at) {
-  const double r = c & 0xFF, g = (c >> 8) & 0xFF, b = (c >> 16) & 0xFF;
-  auto byte = [](double v) { return static_cast<uint8_t>(std::clamp(std::floor(v + 0.5), 0.0, 255.0)); };
-  const uint8_t y = byte(0.257 * r + 0.504 * g + 0.098 * b + 255.0 * 16 / 256);
+  const uint8_t pixel[8] = {static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8), static_cast<uint8_t>(c), 255,
+                            static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8), static_cast<uint8_t>(c), 255};
+  uint8_t packed[4];  // Cb Y0 Cr Y1
+  PixelRowToYuv422(pixel, packed, 2, kYuv422CbYCrY);
   TColourBytes out{};
-  out.at[at.y0] = out.at[at.y1] = y;
-  out.at[at.cb] = byte(-0.148 * r - 0.291 * g + 0.439 * b + 255.0 * 128 / 256);
-  out.at[at.cr] = byte(0.439 * r - 0.368 * g - 0.071 * b + 255.0 * 128 / 256);
+  out.at[at.cb] = packed[0];
+  out.at[at.luma0] = packed[1];
+  out.at[at.cr] = packed[2];
+  out.at[at.luma1] = packed[3];
   return out;
 }
 
@@ -132,28 +120,7 @@ void BlendBytes(uint8_t* __restrict bytes, const uint16_t* __restrict keep, cons
 
 TTextStyle ParseTextStyle(const wchar_t* style) {
   TTextStyle out;
-  if (!style) return out;
-  const std::wstring_view s(style);
-  size_t i = 0;
-  while (i < s.size()) {
-    while (i < s.size() && cv_text::IsAsciiSpace(s[i])) ++i;
-    const size_t nameStart = i;
-    while (i < s.size() && s[i] != L'=' && !cv_text::IsAsciiSpace(s[i])) ++i;
-    const std::wstring_view name = s.substr(nameStart, i - nameStart);
-    if (i >= s.size() || s[i] != L'=') continue;  // a word without a value says nothing
-    ++i;
-    std::wstring_view value;
-    if (i < s.size() && (s[i] == L'\'' || s[i] == L'"')) {
-      const wchar_t quote = s[i++];
-      size_t end = s.find(quote, i);
-      if (end == std::wstring_view::npos) end = s.size();  // an open quote runs to the end
-      value = s.substr(i, end - i);
-      i = end < s.size() ? end + 1 : end;
-    } else {
-      const size_t valueStart = i;
-      while (i < s.size() && !cv_text::IsAsciiSpace(s[i])) ++i;
-      value = s.substr(valueStart, i - valueStart);
-    }
+  ForEachMarkupItem(style, [&out](std::wstring_view name, std::wstring_view value) {
     if (cv_text::EqualsNoCase(name, L"color")) {
       out.colour = ParseColor(value, kTextDefaultColour);
     } else if (cv_text::EqualsNoCase(name, L"bg-color")) {
@@ -161,7 +128,7 @@ TTextStyle ParseTextStyle(const wchar_t* style) {
     } else if (cv_text::EqualsNoCase(name, L"face")) {
       out.face.assign(value);
     }
-  }
+  });
   return out;
 }
 
@@ -234,8 +201,8 @@ HRESULT TextDrawPicture(const TVideoProps& video, uint8_t* pixels, const wchar_t
     } else {
       const uint16_t w0 = inside(2 * int64_t{unit}) ? boxWeight : 0;
       const uint16_t w1 = inside(2 * int64_t{unit} + 1) ? boxWeight : 0;
-      blend.SetBox(at + pair.y0, boxBytes.at[pair.y0], w0);
-      blend.SetBox(at + pair.y1, boxBytes.at[pair.y1], w1);
+      blend.SetBox(at + pair.luma0, boxBytes.at[pair.luma0], w0);
+      blend.SetBox(at + pair.luma1, boxBytes.at[pair.luma1], w1);
       blend.SetBox(at + pair.cb, boxBytes.at[pair.cb], static_cast<uint16_t>((w0 + w1 + 1) / 2));
       blend.SetBox(at + pair.cr, boxBytes.at[pair.cr], static_cast<uint16_t>((w0 + w1 + 1) / 2));
     }
@@ -258,14 +225,14 @@ HRESULT TextDrawPicture(const TVideoProps& video, uint8_t* pixels, const wchar_t
     if (rgb) {
       (alpha ? SpreadPixelWeights<true> : SpreadPixelWeights<false>)(pixelWeight.data(), blend.weight.data(), units);
     } else {
-      (pair.y0 == 0 ? SpreadPairWeights<0> : SpreadPairWeights<1>)(pixelWeight.data(), blend.weight.data(), units);
+      (pair.luma0 == 0 ? SpreadPairWeights<0> : SpreadPairWeights<1>)(pixelWeight.data(), blend.weight.data(), units);
     }
     uint8_t* bytesOfRow = pixels + PictureLineOffset(layout, row) + size_t(unitFrom) * 4;
     BlendBytes(bytesOfRow, blend.keep.data(), blend.boxAdd.data(), blend.text.data(), blend.weight.data(),
                loopBytes);
     if (halfPair) {
       for (int b = 0; b < 4; ++b) {
-        if (b == pair.y1) continue;
+        if (b == pair.luma1) continue;
         const size_t i = loopBytes + size_t(b);
         BlendBytes(bytesOfRow + i, &blend.keep[i], &blend.boxAdd[i], &blend.text[i], &blend.weight[i], 1);
       }

@@ -3,21 +3,13 @@
 #include <algorithm>
 #include <string_view>
 
+#include "framelib/markup_items.h"
+
 namespace {
 
-bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n'; }
-
-wchar_t Lower(wchar_t c) { return c >= L'A' && c <= L'Z' ? wchar_t(c - L'A' + L'a') : c; }
-
-bool SameWord(std::wstring_view a, std::wstring_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
-           return Lower(x) == Lower(y);
-         });
-}
-
 std::wstring_view Trim(std::wstring_view v) {
-  while (!v.empty() && IsBlank(v.front())) v.remove_prefix(1);
-  while (!v.empty() && IsBlank(v.back())) v.remove_suffix(1);
+  while (!v.empty() && cv_text::IsAsciiSpace(v.front())) v.remove_prefix(1);
+  while (!v.empty() && cv_text::IsAsciiSpace(v.back())) v.remove_suffix(1);
   return v;
 }
 
@@ -29,7 +21,7 @@ TScaleType ScaleTypeOf(std::wstring_view value) {
                 {L"letter-box", TScaleType::LetterBox}, {L"crop", TScaleType::Crop},
                 {L"no-scale", TScaleType::NoScale},     {L"none", TScaleType::None}};
   for (const auto& t : kTypes) {
-    if (SameWord(value, t.word)) return t.type;
+    if (cv_text::EqualsNoCase(value, t.word)) return t.type;
   }
   return TScaleType::Default;
 }
@@ -44,39 +36,14 @@ int32_t ScaledSide(int32_t a, int32_t b, int32_t c, int32_t most) {
 
 TConvertOptions ParseConvertOptions(const wchar_t* text) {
   TConvertOptions out;
-  if (!text) return out;
-  std::wstring_view rest(text);
-  while (!rest.empty()) {
-    if (IsBlank(rest.front())) {
-      rest.remove_prefix(1);
-      continue;
-    }
-    size_t i = 0;
-    while (i < rest.size() && !IsBlank(rest[i]) && rest[i] != L'=') ++i;
-    const std::wstring_view name = rest.substr(0, i);
-    if (i == rest.size() || rest[i] != L'=') {  // a word without a value: skip it
-      rest.remove_prefix(i);
-      continue;
-    }
-    rest.remove_prefix(i + 1);
-    std::wstring_view value;
-    if (!rest.empty() && (rest.front() == L'\'' || rest.front() == L'"')) {
-      const size_t close = rest.find(rest.front(), 1);
-      value = rest.substr(1, close == std::wstring_view::npos ? std::wstring_view::npos : close - 1);
-      rest.remove_prefix(close == std::wstring_view::npos ? rest.size() : close + 1);
-    } else {
-      size_t end = 0;
-      while (end < rest.size() && !IsBlank(rest[end])) ++end;
-      value = rest.substr(0, end);
-      rest.remove_prefix(end);
-    }
+  ForEachMarkupItem(text, [&out](std::wstring_view name, std::wstring_view value) {
     value = Trim(value);
-    if (SameWord(name, L"scale-type")) {
+    if (cv_text::EqualsNoCase(name, L"scale-type")) {
       out.scaleType = ScaleTypeOf(value);
-    } else if (SameWord(name, L"async_id")) {
+    } else if (cv_text::EqualsNoCase(name, L"async_id")) {
       out.asyncId.assign(value);
     }
-  }
+  });
   return out;
 }
 

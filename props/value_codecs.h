@@ -14,18 +14,12 @@
 #include <vector>
 
 #include "platform/com_types.h"
+#include "platform/rect.h"
 
 // 0xAABBGGRR: red in the low byte, as a Windows colour reference, and the alpha byte on top. Over a
 // picture, alpha A leaves A / 255 of the picture showing.
 using Colour = uint32_t;
 
-// Left, top, right, bottom in desktop pixels.
-struct TRect {
-  int32_t left;
-  int32_t top;
-  int32_t right;
-  int32_t bottom;
-};
 
 // False for "", "0", "false"; true for "1", "true", "yes", "only", "on", "y". Any other text is true
 // when it reads as a 32-bit number of at least 1 ("0x10"), or else as a decimal number above 0 ("08",

@@ -43,6 +43,11 @@ double TRateTimer::RateForHint(double hint) {
   return 1.0;
 }
 
+void TRateTimer::SetPaceRate(double rate) {
+  cvplat::SectionLock lock(paceLock_);
+  paceClock_.SetRate(rate);
+}
+
 void TRateTimer::MapTimes(const TFrameTime& time, double frameRate, int64_t jumpLimit, int64_t* start,
                           int64_t* end) {
   const double duration = FrameDuration(frameRate);

@@ -41,6 +41,10 @@ class TRateTimer : public AutoObjBase<TRateTimer> {
   // resynchronises on a jump of the stamps beyond it.
   void MapTimes(const TFrameTime& time, double frameRate, int64_t jumpLimit, int64_t* start, int64_t* end);
 
+  // Runs the pace clock `rate` times as fast as real time: a simulated machine's frames go out faster,
+  // with the same stamps.
+  void SetPaceRate(double rate);
+
   double NextTime() const { return nextTime_; }
   int64_t TimeOffset() const { return timeOffset_; }
   double PaceRate() const { return paceClock_.Rate(); }

@@ -131,6 +131,9 @@ struct CapturePlatform {
   std::function<std::unique_ptr<IScreenGrabber>()> makeGrabber;
   std::shared_ptr<IDuplicationSource> duplication;
   GpuDeviceFactory gpu;
+  // How many times faster than real time the capture's frames are paced: 1 on a real machine; a
+  // simulated one may run minutes of capture in seconds, with the same stamps.
+  double paceRate = 1.0;
 };
 
 // What the machine has. The Windows and X11 backends fill the seams one by one; a seam the machine

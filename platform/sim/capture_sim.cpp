@@ -66,6 +66,8 @@ struct SimDesktop::State {
   std::vector<FailRule> duplicateRules;
   HRESULT acquireResult = S_OK;
   int acquireFailures = 0;
+  int acquiresBeforeFailures = 0;
+  uint32_t lastAcquireTimeout = 0;
   std::vector<FailRule> releaseRules;
   bool stillGivesImage = false;
   bool pointerOnly = false;
@@ -176,13 +178,16 @@ class SimDuplication : public IDuplication {
     if (held_) --state_->imagesHeld;
   }
 
-  HRESULT AcquireNextFrame(uint32_t /*timeoutMs*/, DuplicationFrameInfo* info, IGpuTexture2D** image) override {
+  HRESULT AcquireNextFrame(uint32_t timeoutMs, DuplicationFrameInfo* info, IGpuTexture2D** image) override {
     if (info) *info = {};
     if (image) *image = nullptr;
     std::lock_guard<std::mutex> hold(state_->lock);
     State& s = *state_;
     ++s.acquires;
-    if (s.acquireFailures > 0) {
+    s.lastAcquireTimeout = timeoutMs;
+    if (s.acquiresBeforeFailures > 0) {
+      --s.acquiresBeforeFailures;
+    } else if (s.acquireFailures > 0) {
       --s.acquireFailures;
       return s.acquireResult;
     }
@@ -379,9 +384,10 @@ void SimDesktop::FailDuplicate(int nth, int times, HRESULT result) {
   state_->duplicateRules.push_back(MakeRule(nth, times, result));
 }
 
-void SimDesktop::FailAcquire(HRESULT result, int times) {
+void SimDesktop::FailAcquire(HRESULT result, int times, int after) {
   std::lock_guard<std::mutex> hold(state_->lock);
   state_->acquireResult = result;
+  state_->acquiresBeforeFailures = std::max(after, 0);
   state_->acquireFailures = std::max(times, 0);
 }
 
@@ -427,6 +433,11 @@ int SimDesktop::ImagesHeld() {
 int SimDesktop::ReleaseFrameCalls() {
   std::lock_guard<std::mutex> hold(state_->lock);
   return state_->releaseFrameCalls;
+}
+
+uint32_t SimDesktop::LastAcquireTimeout() {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->lastAcquireTimeout;
 }
 
 bool SimDesktop::AtLeast(uint32_t major, uint32_t minor) {

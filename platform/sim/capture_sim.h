@@ -62,9 +62,9 @@ class SimDesktop : public ISystemVersion,
   void SetAdapterMonitors(std::vector<uint64_t> monitors);
   // Duplicate calls number `nth` .. `nth + times - 1` fail (times below 1: from the n-th on).
   void FailDuplicate(int nth, int times = 1, HRESULT result = E_NOTIMPL);
-  // The next `times` calls of AcquireNextFrame, over all duplications, answer `result` (a failure:
-  // kDuplicationAccessLost, kDuplicationWaitTimeout or any other) with no image.
-  void FailAcquire(HRESULT result, int times);
+  // After `after` more calls of AcquireNextFrame, the next `times` calls, over all duplications, answer
+  // `result` (a failure: kDuplicationAccessLost, kDuplicationWaitTimeout or any other) with no image.
+  void FailAcquire(HRESULT result, int times, int after = 0);
   // ReleaseFrame calls number `nth` .. `nth + times - 1` fail with `result`; a held image stays held, so
   // the next AcquireNextFrame of that duplication fails until it is destroyed.
   void FailReleaseFrame(int nth, int times = 1, HRESULT result = E_FAIL);
@@ -88,6 +88,7 @@ class SimDesktop : public ISystemVersion,
   int Acquires();              // AcquireNextFrame calls
   int ImagesHeld();            // images acquired and not yet released, over all duplications
   int ReleaseFrameCalls();
+  uint32_t LastAcquireTimeout();  // the time-out of the last AcquireNextFrame, in milliseconds
 
   // ---- the seams ----
   bool AtLeast(uint32_t major, uint32_t minor) override;

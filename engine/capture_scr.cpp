@@ -1,0 +1,267 @@
+#include "engine/capture_scr.h"
+
+#include "engine/desktop_duplication.h"
+#include "engine/hardware_loop.h"
+#include "engine/software_loop.h"
+#include "media/video_format.h"
+#include "props/catalogue.h"
+#include "props/text_chars.h"
+
+namespace {
+
+bool Is(const wchar_t* name, const wchar_t* key) { return cv_text::EqualsNoCase(name, key); }
+
+// The keys whose change needs a new mode selection; everything else is read again on every pass.
+bool RestartsCapture(const wchar_t* name) {
+  return Is(name, L"capture.force_software") || Is(name, L"capture.screen_index") ||
+         Is(name, L"capture.memory_format") || Is(name, L"capture.mode");
+}
+
+// 3D layouts: side by side and top and bottom.
+constexpr uint32_t kVideoLayout3D = 0x600;
+
+}  // namespace
+
+const wchar_t* CaptureModeText(int32_t mode) {
+  switch (mode) {
+    case eCaptureGDI:
+      return L"GDI (software)";
+    case eCaptureDirectX:
+      return L"DirectX";
+    case eCaptureDXGI:
+      return L"DXGI";
+    default:
+      return nullptr;
+  }
+}
+
+TCaptureSCR::TCaptureSCR(cvplat::CapturePlatform p) : platform(std::move(p)) {}
+
+TCaptureSCR::~TCaptureSCR() {
+  engineLock.Enter();
+  Stop();
+  SetState(eEngineClosed);
+  engineLock.Leave();
+}
+
+bool TCaptureSCR::VideoFormatAccept(const TVideoProps& format) {
+  return (static_cast<uint32_t>(format.format) & kVideoLayout3D) == 0;
+}
+
+HRESULT TCaptureSCR::Init(const TPropertyTree& tree) { return BindTree(tree); }
+
+BSTR TCaptureSCR::PropertyText(const wchar_t* name) { return TreeText(name); }
+
+TAvProps* TCaptureSCR::FormatCopy(TAvProps* format) {
+  if (!format) return format;
+  cvplat::SectionLock lock(formatLock);
+  *format = activeFormat;
+  return format;
+}
+
+void TCaptureSCR::PublishFormat(const TVideoProps& video) {
+  cvplat::SectionLock lock(formatLock);
+  activeFormat.video = video;
+}
+
+// ---- mode selection ----
+
+HRESULT TCaptureSCR::SelectCaptureMode() {
+  captureMode.store(eCaptureError, std::memory_order_release);
+  ReleaseHardware();
+
+  TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+  if (tree) tree->FindChild(L"stat", true);
+
+  static const wchar_t* const kModes[] = {L"DXGI", L"DirectX", L"GDI", nullptr};
+  int32_t requested = -1;
+  if (tree) {
+    bool found = false;
+    const std::wstring text = tree->GetString(L"capture.mode", {}, &found);
+    if (found) IndexInList(kModes, std::wstring_view(text), requested);
+  }
+
+  int32_t mode = eCaptureGDI;
+  switch (requested) {
+    case 0:
+      mode = InitHardware(true);
+      break;
+    case 1:
+      mode = InitHardware(false);
+      break;
+    case 2:
+      mode = eCaptureGDI;
+      break;
+    default:
+      // Before 6.2 there is no duplication, and Direct3D shots are no faster than GDI's.
+      mode = platform.system && platform.system->AtLeast(6, 2) ? InitHardware(true) : eCaptureGDI;
+      break;
+  }
+  if (mode == eCaptureGDI) {
+    if (HRESULT hr = InitSoftware(); FAILED(hr)) return hr;
+  }
+  captureMode.store(mode, std::memory_order_release);
+  return S_OK;
+}
+
+void TCaptureSCR::PublishCurrentMode(int32_t mode) {
+  TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+  if (!tree) return;
+  if (const wchar_t* text = CaptureModeText(mode)) {
+    tree->SetString(XMLParse::kKeyCurrentMode, text);
+  } else {
+    // The last mode that worked stays readable under the full key.
+    tree->SetString(L"current_mode", L"Error");
+  }
+}
+
+int32_t TCaptureSCR::InitHardware(bool useDuplication) {
+  TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+  const cvplat::GpuDeviceFactory factory = platform.gpu ? platform.gpu : cvplat::GpuDeviceFactory(cvplat::CreateGpuDevice);
+  if (gpu.InitDevice(factory, tree.Get()) == 0) return eCaptureGDI;
+  if (!useDuplication) return eCaptureDirectX;
+  return InitDuplication() ? eCaptureDXGI : eCaptureDirectX;
+}
+
+bool TCaptureSCR::InitDuplication() {
+  TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+  const uint32_t screenIndex = tree ? tree->GetUInt(L"capture.screen_index", 0) : 0;
+  return SetUpDuplication(platform, gpu.Device(), screenIndex, duplication, outputDesc);
+}
+
+HRESULT TCaptureSCR::InitSoftware() { return S_OK; }
+
+void TCaptureSCR::ReleaseHardware() {
+  duplication.reset();
+  gpu.Release();
+}
+
+// ---- start, stop, restart ----
+
+HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback callback) {
+  if (!context || !callback) return E_INVALIDARG;
+  Locked lock(engineLock);
+  if (State() <= eEngineClosed) {
+    if (HRESULT hr = Init(propertyTree); FAILED(hr)) return hr;
+  }
+  if (State() >= eEngineRunning) Stop();
+  // A thread that failed may still be on its way out, using the objects that mode selection replaces.
+  StopThread();
+
+  const HRESULT selected = SelectCaptureMode();
+  PublishCurrentMode(CaptureMode());
+  if (FAILED(selected)) return selected;
+
+  {
+    cvplat::SectionLock formatGuard(formatLock);
+    activeFormat = TAvProps{};
+    activeFormat.audio.channels = 0;
+    activeFormat.audio.sampleRate = 48000;
+    activeFormat.audio.bitsPerSample = 16;
+  }
+  requestedVideoFormat = format.video;
+  if (VideoIsValid(requestedVideoFormat)) VideoNormalise(requestedVideoFormat, false);
+  region = TCaptureRegion{};
+
+  frameCallback = callback;
+  frameCallbackContext = context;
+  SetState(eEngineRunning);
+  ClearCaptureStop();  // the old thread has ended: nothing waits on the signal now
+  if (HRESULT hr = captureThread.Start(this, &CaptureThreadMain); FAILED(hr)) {
+    SetState(eEngineOpen);
+    return hr;
+  }
+  captureThread.Wake();
+  return S_OK;
+}
+
+HRESULT TCaptureSCR::Stop() {
+  Locked lock(engineLock);
+  // Joined whatever the state: after a failure the thread may still be leaving, and it uses the objects
+  // released below.
+  StopThread();
+  if (State() > eEngineClosed) {
+    SetState(eEngineOpen);
+    cvplat::SectionLock formatGuard(formatLock);
+    activeFormat = TAvProps{};
+  }
+  ReleaseHardware();
+  return S_OK;
+}
+
+void TCaptureSCR::StopThread() {
+  // The signal comes first: the thread may sit in a wait of the frame callback or of the first shot
+  // that only it ends.
+  SignalCaptureStop();
+  captureThread.Stop(cvplat::kInfinite);
+}
+
+HRESULT TCaptureSCR::Close() {
+  Locked lock(engineLock);
+  Stop();
+  SetState(eEngineClosed);
+  return S_OK;
+}
+
+HRESULT TCaptureSCR::Restart() {
+  Locked lock(engineLock);
+  if (State() < eEngineRunning) return S_OK;
+  Stop();
+  const HRESULT selected = SelectCaptureMode();
+  PublishCurrentMode(CaptureMode());
+  if (FAILED(selected)) return selected;
+  TAvProps request{};
+  request.video = requestedVideoFormat;
+  return Start(request, frameCallbackContext, frameCallback);
+}
+
+// ---- properties ----
+
+HRESULT TCaptureSCR::OnPropertyChanged(const wchar_t* name, const wchar_t* value) {
+  if (!name) return S_OK;
+  if (RestartsCapture(name)) {
+    const HRESULT hr = Restart();
+    return FAILED(hr) ? hr : S_OK;
+  }
+  if (Is(name, L"capture.audio_device")) return SwitchAudioDevice(value);
+  if (Is(name, L"_audio_enabled_")) {
+    audioEnabledFlag.store(value && Is(value, L"true"), std::memory_order_relaxed);
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    const std::wstring device = tree ? tree->GetString(XMLParse::kKeyAudioDevice) : std::wstring();
+    return SwitchAudioDevice(device.c_str());
+  }
+  if (Is(name, L"capture.sampler_type")) {
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    const std::wstring sampler = tree ? tree->GetString(L"capture.sampler_type") : std::wstring();
+    gpu.CreateSamplerByName(sampler.c_str());
+    return S_OK;
+  }
+  return S_OK;
+}
+
+HRESULT TCaptureSCR::SwitchAudioDevice(const wchar_t*) {
+  // No audio inserter exists yet: there is no device to switch to.
+  return S_OK;
+}
+
+// ---- the capture thread ----
+
+uint32_t CV_THREADCALL TCaptureSCR::CaptureThreadMain(void* self) {
+  auto* engine = static_cast<TCaptureSCR*>(self);
+  TCaptureStopScope stopScope(engine->captureStopEvent);
+  if (engine->CaptureMode() == eCaptureGDI) {
+    TSoftwareLoop(*engine).Run();
+  } else {
+    THardwareLoop(*engine).Run();
+  }
+  return 0;
+}
+
+void TCaptureSCR::Fail(HRESULT status, const wchar_t* text) {
+  SetState(eEngineFailed);
+  frameCallback(frameCallbackContext, nullptr, static_cast<int64_t>(status), text);
+}
+
+void TCaptureSCR::Wake() { captureThread.Wake(); }
+
+void TCaptureSCR::IdlePause() { cvplat::WaitForOne(captureStopEvent, 5); }

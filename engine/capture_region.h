@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "CVDeviceSCR.h"
 #include "platform/desktop.h"
@@ -41,3 +42,37 @@ TRect FindScreenRect(XMLParse::CoXMLNode* props, cvplat::IMonitors& monitors);
 // (zeroed when none); it replaces the properties' size and rate while it is in force.
 void UpdateCaptureRegion(XMLParse::CoXMLNode* props, const cvplat::CapturePlatform& desktop,
                          const TVideoProps& hostFormat, TCaptureRegion& region, TVideoProps& format);
+
+// ---- the steps of the update, each on its own for the loops and the tests ----
+
+// Whether the format the host set through the format interface replaces the properties' size and rate:
+// not when it is the disabled format, nor when it names no table row and lacks a width, a height or a
+// pixel format.
+bool HostFormatInForce(const TVideoProps& hostFormat);
+
+// `target` and `visible` from "capture.following_mode", the area, the followed window and
+// "capture.screen_edges", all within the frame of `screen`.
+void ResolveFollowTarget(XMLParse::CoXMLNode* props, const cvplat::CapturePlatform& desktop, const TRect& screen,
+                         TRect& target, TRect& visible);
+
+// The fixed area, else the window by handle, else (in the mode "active_wnd") the foreground window, into
+// `target`; false when none of them gave a rectangle, and `target` is then as it was.
+bool ResolveWindowTarget(XMLParse::CoXMLNode* props, const cvplat::CapturePlatform& desktop, std::wstring_view mode,
+                         TRect& target, const TRect& screen);
+
+// Widens `target` to the screen's shape ("keep") or the frame's ("frame") of "capture.aspect_ratio";
+// never narrows it. `frameHeight` is the magnitude of the format's height.
+void ApplyAspectRatio(XMLParse::CoXMLNode* props, TRect& target, const TRect& screen, int32_t frameWidth,
+                      int32_t frameHeight);
+
+// One step of `current` towards `target` at "capture.focus_change_speed" into `result`, which may be
+// `current` itself. Each edge covers that fraction of its way, at least one pixel, never more than all.
+void SmoothRegion(XMLParse::CoXMLNode* props, TRect& result, const TRect& current, const TRect& target);
+
+// The speed of SmoothRegion: the property as a 32-bit float, held within 0.1 .. 1.0.
+float FocusChangeSpeed(XMLParse::CoXMLNode* props);
+
+// The software path's background: paints the strips of `current` outside `visible` with the colour
+// text of "capture.background_color" through the frame's MarkupFill. The colour's top byte is the share
+// of the picture that stays; a top byte of 0 paints nothing here.
+void FillOutsideVisible(ICVFrame_I* frame, const TRect& current, const TRect& visible, const wchar_t* colourText);

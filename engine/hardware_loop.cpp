@@ -26,7 +26,7 @@ THardwareLoop::THardwareLoop(TCaptureSCR& engine)
     : engine_(engine),
       factory_(TRefPtr<ICVFactory>::Adopt(GetFrameFactory())),
       rateTimer_(MakeRef<TRateTimer>()),
-      shotWorker_(engine.platform) {}
+      shotWorker_(engine.platform.makeGrabber) {}
 
 THardwareLoop::~THardwareLoop() {
   ReleaseAcquired();

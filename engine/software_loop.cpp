@@ -10,7 +10,7 @@ TSoftwareLoop::TSoftwareLoop(TCaptureSCR& engine)
     : engine_(engine),
       factory_(TRefPtr<ICVFactory>::Adopt(GetFrameFactory())),
       rateTimer_(MakeRef<TRateTimer>()),
-      shotWorker_(engine.platform) {}
+      shotWorker_(engine.platform.makeGrabber) {}
 
 void TSoftwareLoop::Run() {
   TApartmentScope apartment;

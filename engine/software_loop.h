@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "engine/capture_scr.h"
+#include "engine/scale_request.h"
 #include "engine/shot_worker.h"
 #include "media/rate_timer.h"
 

@@ -1,5 +1,6 @@
 #include "platform/device_platform.h"
 
+#include "platform/sim/capture_sim.h"
 #include "platform/sim/desktop_sim.h"
 #include "platform/sim/process_watch_sim.h"
 #include "platform/sim/settings_memory.h"
@@ -14,6 +15,7 @@ std::shared_ptr<const DevicePlatform> NativeDevicePlatform() {
   static const ModuleInfo module = CurrentModuleInfo();
   platform->module = module;
   platform->listWindows = ListTopWindows;
+  platform->capture = NativeCapturePlatform();
   return platform;
 }
 
@@ -23,6 +25,7 @@ std::shared_ptr<DevicePlatform> SimDevicePlatform() {
   platform->processes = CreateSimProcessWatch();
   platform->module = SimModuleInfo();
   platform->listWindows = SimTopWindows;
+  platform->capture = SimDesktop::Create()->Platform();
   return platform;
 }
 

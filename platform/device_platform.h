@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/desktop.h"
 #include "platform/module_info.h"
 #include "platform/process_watch.h"
 #include "platform/settings_store.h"
@@ -23,13 +24,16 @@ struct DevicePlatform {
   ModuleInfo module;
   // The top-level windows a host may follow, listed afresh on each call from a host thread.
   std::function<std::vector<TopWindow>()> listWindows;
+  // The desktop that the screen capture engine reads, and the gpu devices it draws with.
+  CapturePlatform capture;
 };
 
 // The real machine: the registry on Windows, the settings files on Linux.
 std::shared_ptr<const DevicePlatform> NativeDevicePlatform();
 
 // Simulated seams for tests: settings in memory, empty at first; scripted processes, only this one
-// running; the fixed module and windows of platform/sim/desktop_sim.h.
+// running; the fixed module and windows of platform/sim/desktop_sim.h; a simulated desktop of its own
+// (platform/sim/capture_sim.h) over the CPU twin, kept alive by the seams' pointers.
 std::shared_ptr<DevicePlatform> SimDevicePlatform();
 
 }  // namespace cvplat

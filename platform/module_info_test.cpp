@@ -58,6 +58,15 @@ TEST(ModuleInfo, DevicePlatformsCarryTheirModule) {
   EXPECT_TRUE(DateShaped(sim->module.buildDate));
   ASSERT_TRUE(sim->listWindows);
   EXPECT_EQ(sim->listWindows().size(), 2u);
+
+  // Every capture seam is there on both, and the sim's is the simulated desktop.
+  for (const cvplat::CapturePlatform* capture : {&native->capture, static_cast<const cvplat::CapturePlatform*>(&sim->capture)}) {
+    EXPECT_TRUE(capture->system && capture->monitors && capture->windows && capture->pointer &&
+                capture->makeGrabber && capture->duplication && capture->gpu);
+  }
+  const std::vector<cvplat::MonitorInfo> monitors = sim->capture.monitors->List();
+  ASSERT_EQ(monitors.size(), 1u);
+  EXPECT_EQ(monitors[0].rect.right, 1920);
 }
 
 }  // namespace

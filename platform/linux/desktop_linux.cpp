@@ -1,0 +1,237 @@
+// The desktop of the X display: monitors through RandR 1.5 where the server has it, else the root
+// window as one monitor; the active window and its frame from the window manager's properties; the
+// pointer from the server. Without the X client library at build time there is no desktop to ask.
+#include "platform/desktop.h"
+#include "platform/desktop_unavailable.h"
+
+#if CV_DESKTOP_X11
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+
+#include <chrono>
+#include <mutex>
+
+#include "platform/dynamic_library.h"
+#include "platform/linux/x11_error_hook.h"
+#endif
+
+namespace cvplat {
+
+namespace {
+
+class LinuxSystem : public ISystemVersion {
+ public:
+  // Every capture mode is worth trying here; one the machine can't run fails on its own.
+  bool AtLeast(uint32_t, uint32_t) override { return true; }
+};
+
+#if CV_DESKTOP_X11
+
+// The monitor record and entries of libXrandr 1.5. The library is loaded when the display is opened,
+// so the module neither needs its headers to build nor the library to load.
+struct RandrMonitor {
+  Atom name;
+  Bool primary;
+  Bool automatic;
+  int outputCount;
+  int x;
+  int y;
+  int width;
+  int height;
+  int widthMm;
+  int heightMm;
+  unsigned long* outputs;
+};
+using RandrQueryExtension = Bool (*)(Display*, int*, int*);
+using RandrQueryVersion = Status (*)(Display*, int*, int*);
+using RandrGetMonitors = RandrMonitor* (*)(Display*, Window, Bool, int*);
+using RandrFreeMonitors = void (*)(RandrMonitor*);
+
+class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosition {
+ public:
+  X11Desktop() = default;
+  X11Desktop(const X11Desktop&) = delete;
+  X11Desktop& operator=(const X11Desktop&) = delete;
+  ~X11Desktop() override {
+    if (display_) XCloseDisplay(display_);
+  }
+
+  std::vector<MonitorInfo> List() override {
+    std::lock_guard<std::mutex> hold(lock_);
+    if (!Open()) return {};
+    const Window root = DefaultRootWindow(display_);
+    std::vector<MonitorInfo> list;
+    if (getMonitors_) {
+      int count = 0;
+      if (RandrMonitor* monitors = getMonitors_(display_, root, True, &count)) {
+        for (int i = 0; i < count; ++i) {
+          const RandrMonitor& m = monitors[i];
+          list.push_back({m.name, {m.x, m.y, m.x + m.width, m.y + m.height}});
+        }
+        freeMonitors_(monitors);
+      }
+      if (!list.empty()) return list;
+    }
+    XWindowAttributes attributes;
+    if (XGetWindowAttributes(display_, root, &attributes))
+      list.push_back({root, {0, 0, attributes.width, attributes.height}});
+    return list;
+  }
+
+  // The client window as the manager placed it, with the frame it drew around it; a client that draws
+  // its own frame tells how much of its window is invisible shadow.
+  bool ExtendedFrameBounds(uint64_t window, TRect* rect) override {
+    std::lock_guard<std::mutex> hold(lock_);
+    TRect r;
+    if (!rect || !Placed(window, &r)) return false;
+    const std::vector<unsigned long> shadow = Extents(window, gtkFrameExtents_);
+    *rect = {r.left + Signed(shadow[0]), r.top + Signed(shadow[2]), r.right - Signed(shadow[1]),
+             r.bottom - Signed(shadow[3])};
+    return true;
+  }
+
+  bool WindowRect(uint64_t window, TRect* rect) override {
+    std::lock_guard<std::mutex> hold(lock_);
+    return rect && Placed(window, rect);
+  }
+
+  uint64_t ForegroundWindow() override {
+    std::lock_guard<std::mutex> hold(lock_);
+    if (!Open()) return 0;
+    const std::vector<unsigned long> active =
+        LongProperty(DefaultRootWindow(display_), netActiveWindow_, XA_WINDOW, 1);
+    return active.empty() ? 0 : active[0];
+  }
+
+  bool Position(int32_t* x, int32_t* y) override {
+    std::lock_guard<std::mutex> hold(lock_);
+    if (!x || !y || !Open()) return false;
+    Window rootReturn = None, child = None;
+    int rootX = 0, rootY = 0, winX = 0, winY = 0;
+    unsigned int mask = 0;
+    // False: the pointer is on another screen of the display, so not on this desktop.
+    if (!XQueryPointer(display_, DefaultRootWindow(display_), &rootReturn, &child, &rootX, &rootY, &winX, &winY,
+                       &mask))
+      return false;
+    *x = rootX;
+    *y = rootY;
+    return true;
+  }
+
+ private:
+  // The connection, opened on first use. A display that can't be opened is asked again after a while,
+  // not on every pass of a capture.
+  bool Open() {
+    if (display_) return true;
+    const auto now = std::chrono::steady_clock::now();
+    if (now < nextTry_) return false;
+    nextTry_ = now + std::chrono::seconds(2);
+    display_ = XOpenDisplay(nullptr);
+    if (!display_) return false;
+    // A window handle may name no window by now, and an old server may not know RandR 1.5.
+    SwallowReplyErrors(display_);
+    // Made if they aren't there yet, so that a window manager that starts later is still heard.
+    char* names[] = {const_cast<char*>("_NET_ACTIVE_WINDOW"), const_cast<char*>("_NET_FRAME_EXTENTS"),
+                     const_cast<char*>("_GTK_FRAME_EXTENTS")};
+    Atom atoms[3] = {None, None, None};
+    XInternAtoms(display_, names, 3, False, atoms);
+    netActiveWindow_ = atoms[0];
+    netFrameExtents_ = atoms[1];
+    gtkFrameExtents_ = atoms[2];
+    LoadRandr();
+    return true;
+  }
+
+  void LoadRandr() {
+    if (randr_.Open("libXrandr.so.2") != S_OK) return;
+    const auto queryExtension = reinterpret_cast<RandrQueryExtension>(randr_.Symbol("XRRQueryExtension"));
+    const auto queryVersion = reinterpret_cast<RandrQueryVersion>(randr_.Symbol("XRRQueryVersion"));
+    const auto getMonitors = reinterpret_cast<RandrGetMonitors>(randr_.Symbol("XRRGetMonitors"));
+    const auto freeMonitors = reinterpret_cast<RandrFreeMonitors>(randr_.Symbol("XRRFreeMonitors"));
+    int eventBase = 0, errorBase = 0, major = 0, minor = 0;
+    if (!queryExtension || !queryVersion || !getMonitors || !freeMonitors ||
+        !queryExtension(display_, &eventBase, &errorBase) || !queryVersion(display_, &major, &minor) ||
+        major < 1 || (major == 1 && minor < 5))
+      return;
+    getMonitors_ = getMonitors;
+    freeMonitors_ = freeMonitors;
+  }
+
+  static int32_t Signed(unsigned long v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
+
+  // The window's rectangle on the root, with the frame the window manager drew around it.
+  bool Placed(uint64_t handle, TRect* rect) {
+    if (!Open() || handle == 0 || handle > UINT32_MAX) return false;
+    const Window window = static_cast<Window>(handle);
+    XWindowAttributes attributes;
+    Window child = None;
+    int x = 0, y = 0;
+    if (!XGetWindowAttributes(display_, window, &attributes) ||
+        !XTranslateCoordinates(display_, window, attributes.root, 0, 0, &x, &y, &child))
+      return false;
+    const std::vector<unsigned long> frame = Extents(window, netFrameExtents_);
+    *rect = {x - Signed(frame[0]), y - Signed(frame[2]), x + attributes.width + Signed(frame[1]),
+             y + attributes.height + Signed(frame[3])};
+    return true;
+  }
+
+  // Left, right, top and bottom of a frame property; zeros where the window has none.
+  std::vector<unsigned long> Extents(Window window, Atom property) {
+    std::vector<unsigned long> extents = LongProperty(window, property, XA_CARDINAL, 4);
+    extents.resize(4, 0);
+    return extents;
+  }
+
+  // The first `count` items of a property of format 32 (Xlib hands them out as longs); empty when it
+  // isn't there or is shorter.
+  std::vector<unsigned long> LongProperty(Window window, Atom property, Atom type, long count) {
+    std::vector<unsigned long> items;
+    if (property == None) return items;
+    Atom actualType = None;
+    int actualFormat = 0;
+    unsigned long got = 0, after = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(display_, window, property, 0, count, False, type, &actualType, &actualFormat, &got,
+                           &after, &data) == Success &&
+        data && actualType == type && actualFormat == 32 && got >= static_cast<unsigned long>(count)) {
+      const auto* values = reinterpret_cast<const unsigned long*>(data);
+      items.assign(values, values + count);
+    }
+    if (data) XFree(data);
+    return items;
+  }
+
+  std::mutex lock_;
+  Display* display_ = nullptr;
+  std::chrono::steady_clock::time_point nextTry_{};
+  Atom netActiveWindow_ = None;
+  Atom netFrameExtents_ = None;
+  Atom gtkFrameExtents_ = None;
+  DynamicLibrary randr_;
+  RandrGetMonitors getMonitors_ = nullptr;
+  RandrFreeMonitors freeMonitors_ = nullptr;
+};
+
+#endif
+
+}  // namespace
+
+CapturePlatform NativeCapturePlatform() {
+  CapturePlatform platform;
+  platform.system = std::make_shared<LinuxSystem>();
+#if CV_DESKTOP_X11
+  auto desktop = std::make_shared<X11Desktop>();
+#else
+  auto desktop = std::make_shared<UnavailableDesktop>();
+#endif
+  platform.monitors = desktop;
+  platform.windows = desktop;
+  platform.pointer = desktop;
+  // Shots through shared memory and duplication through damage reports come with their own backend.
+  platform.makeGrabber = MakeUnavailableGrabber;
+  platform.duplication = std::make_shared<UnavailableDesktop>();
+  platform.gpu = CreateGpuDevice;
+  return platform;
+}
+
+}  // namespace cvplat

@@ -6,6 +6,7 @@
 #include "media/video_format.h"
 #include "props/catalogue.h"
 #include "props/text_chars.h"
+#include "props/value_codecs.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ TCaptureSCR::~TCaptureSCR() {
 }
 
 bool TCaptureSCR::VideoFormatAccept(const TVideoProps& format) {
-  return (static_cast<uint32_t>(format.format) & kVideoLayout3D) == 0;
+  return (static_cast<uint32_t>(format.videoFormat) & kVideoLayout3D) == 0;
 }
 
 HRESULT TCaptureSCR::Init(const TPropertyTree& tree) { return BindTree(tree); }

@@ -102,12 +102,15 @@ class CaptureSink {
     }
     uint8_t* pixels = nullptr;
     const int32_t height = std::abs(props.video.height);
-    const int32_t rowBytes = props.video.pixelFormat == 0x43594448 ? props.video.width * 2 : props.video.width * 4;
-    if (SUCCEEDED(frame->PixelsGet(0, &pixels)) && pixels && props.video.rowSize >= rowBytes) {
+    const int32_t rowBytes = props.video.colourFormat == 0x43594448 ? props.video.width * 2 : props.video.width * 4;
+    if (SUCCEEDED(frame->PixelsGet(0, &pixels)) && pixels && props.video.rowBytes >= rowBytes) {
       lastPicture_.resize(static_cast<size_t>(rowBytes) * height);
+      // RGB with a positive height is stored bottom-up; the copy is always top row first.
+      const bool bottomUp = props.video.colourFormat != 0x43594448 && props.video.height > 0;
       for (int32_t y = 0; y < height; ++y) {
-        std::memcpy(&lastPicture_[static_cast<size_t>(y) * rowBytes], pixels + static_cast<size_t>(y) * props.video.rowSize,
-                    static_cast<size_t>(rowBytes));
+        const int32_t from = bottomUp ? height - 1 - y : y;
+        std::memcpy(&lastPicture_[static_cast<size_t>(y) * rowBytes],
+                    pixels + static_cast<size_t>(from) * props.video.rowBytes, static_cast<size_t>(rowBytes));
       }
     }
     frames_.push_back(d);

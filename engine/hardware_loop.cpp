@@ -180,7 +180,7 @@ void THardwareLoop::ReadOutput(cvplat::IGpuTexture2D* output, const TVideoProps&
   engine_.gpu.ReadBack(output, [&](const uint8_t* data, uint32_t rowPitch, uint32_t, uint32_t) {
     frame_.Reset();
     TVideoProps mapped = format;
-    mapped.rowSize = static_cast<int32_t>(rowPitch);
+    mapped.rowBytes = static_cast<int32_t>(rowPitch);
     ICVFrame_I* made = nullptr;
     if (SUCCEEDED(factory_->FrameCreate(&mapped, reinterpret_cast<uintptr_t>(data), 0, 0, 0, &made, nullptr)) &&
         made) {

@@ -106,12 +106,15 @@ HRESULT TRateTimer::WaitFrame(ICVFrame_I* frame, cvplat::KHandle event, int64_t 
 
   if (wait > 0 && maxWait != 0) {
     if (maxWait > 0 && maxWait <= wait) wait = maxWait;
+    // The wait is on the pace clock's time line; a clock that runs faster gets there sooner.
+    const double rate = paceClock_.Rate();
+    const int64_t sleep = rate > 0 && rate != 1.0 ? static_cast<int64_t>(static_cast<double>(wait) / rate) : wait;
     cvplat::KHandle sleepOn = event;
     if (!sleepOn) {
       if (!paceEvent_) paceEvent_ = cvplat::CreateEventObject(true, false);
       sleepOn = paceEvent_;
     }
-    waiter_.WaitAny(sleepOn ? 1 : 0, &sleepOn, wait);
+    waiter_.WaitAny(sleepOn ? 1 : 0, &sleepOn, sleep);
   } else {
     wait = 0;
   }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <new>
 
-#include "engine/test_pattern_engine.h"
+#include "engine/capture_scr.h"
 #include "media/module_lock.h"
 #include "platform/system.h"
 #include "props/catalogue.h"
@@ -37,7 +37,7 @@ HRESULT CoCVCaptureSCR::FinalConstruct() {
   XMLParse::LoadSettings(*root, nullptr, platform->settings.get(), XMLParse::kSettingsKeyPath, true);
   XMLParse::BuildCatalogue(*root);
 
-  TRefPtr<TTestPatternEngine> screen(new TTestPatternEngine());
+  TRefPtr<TCaptureSCR> screen(new TCaptureSCR(platform->capture));
   screen->NameSet(kScreenDeviceName);
   DeviceAdd(kScreenDeviceName, screen.Get());
   if (DeviceRows() == 0) return static_cast<HRESULT>(0x80040275u);  // no device to offer

@@ -1,7 +1,8 @@
-// The whole device under load: eight readers join, read, flush and leave at random while the engine
-// delivers at 60 frames a second, one thread changes properties (some of which restart the capture) and
-// another opens and closes the device. It must end without deadlock or leak, and a reader's frame
-// numbers may only fall back at a frame that opens a new run.
+// The whole device under load, in each capture mode on a simulated desktop whose shots, duplication and
+// gpu fail now and then: eight readers join, read, flush and leave at random while the engine delivers
+// at 60 frames a second, one thread changes properties (some of which restart the capture) and another
+// opens and closes the device. It must end without deadlock or leak, and a reader's frame numbers may
+// only fall back at a frame that opens a new run.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,22 +12,45 @@
 
 #include "device/capture_device_test.h"
 #include "media/module_lock.h"
+#include "platform/cpu_gpu/cpu_gpu.h"
+#include "platform/sim/capture_sim.h"
+#include "platform/sim/gpu_faults.h"
 #include "platform/kernel.h"
 
 namespace {
 
-constexpr uint32_t kRunMs = 3000;
+constexpr uint32_t kRunMs = 2500;
 constexpr int64_t kMs = 10000;
 
-TEST(CaptureDeviceStress, ReadersPropertiesOpensAndClosesAtOnce) {
+HRESULT CpuTwin(cvplat::IGpuDevice** device, UINT* level, cvplat::IGpuContext** context) {
+  return cvplat::CreateCpuGpuDevice({}, device, level, context);
+}
+
+class CaptureDeviceStress : public testing::TestWithParam<const wchar_t*> {};
+
+TEST_P(CaptureDeviceStress, ReadersPropertiesOpensAndClosesAtOnce) {
   const int32_t locksBefore = ModuleLockCount();
   std::atomic<int64_t> framesRead{0};
   std::atomic<int> orderFaults{0};
   std::atomic<int> restartsSeen{0};
+  auto desktop = cvplat::SimDesktop::Create();
+  desktop->SetMonitors({{1, {0, 0, 320, 200}}, {2, {320, 0, 640, 200}}});
+  desktop->SetChanging(true);
+  desktop->FailShots(7, 5);
+  desktop->FailShots(40, 2, E_OUTOFMEMORY);
+  desktop->FailAcquire(cvplat::kDuplicationAccessLost, 30, 10);
+  desktop->FailReleaseFrame(60, 1);
+  cvplat::GpuFaults faults(CpuTwin);
+  faults.Fail(cvplat::GpuCall::Texture, 20, E_OUTOFMEMORY, 3);
+  faults.Fail(cvplat::GpuCall::Map, 50, E_FAIL, 2);
+  faults.Fail(cvplat::GpuCall::RenderTargetView, 70, E_FAIL, 1);
+  auto platform = cvplat::SimDevicePlatform();
+  platform->capture = desktop->Platform(faults.Factory());
   {
-    TTestDevice d;
+    TTestDevice d(platform);
     ASSERT_EQ(d.status, S_OK);
     d.SmallAndFast();
+    d.props->PropsSet(L"capture.mode", GetParam());
     std::atomic<bool> done{false};
 
     std::thread props([&] {
@@ -38,8 +62,9 @@ TEST(CaptureDeviceStress, ReadersPropertiesOpensAndClosesAtOnce) {
         d.props->PropsSet(L"capture.show_mouse", onOff[rng() % 2]);
         d.props->PropsSet(L"pull_mode.put_wait", putWaits[rng() % 3]);
         d.props->PropsSet(L"output.buffers", rng() % 2 ? L"2" : L"5");
-        // A format key: the engine restarts its run.
-        if (rng() % 10 == 0) d.props->PropsSet(L"capture.fps_limit", rates[rng() % 2]);
+        d.props->PropsSet(L"capture.fps_limit", rates[rng() % 2]);
+        // A key of the capture's set-up: the engine restarts its run.
+        if (rng() % 10 == 0) d.props->PropsSet(L"capture.screen_index", rng() % 2 ? L"1" : L"0");
         cvplat::SleepMs(5);
       }
     });
@@ -72,7 +97,9 @@ TEST(CaptureDeviceStress, ReadersPropertiesOpensAndClosesAtOnce) {
             const int64_t timeout = static_cast<int64_t>(rng() % 50) * kMs;
             if (d.source->SourceFrameGetEx_I(&id, &frame, timeout, hints) == S_OK) {
               const int64_t n = NumberOf(frame);
-              if (n <= last) {
+              // The hardware loop hands the frame in hand out again, stamps and all, after a pass that
+              // made nothing: the same number twice is a repeat, not a step back.
+              if (n < last) {
                 if (FlagsOf(frame) & kFrameFlagGap) {
                   ++restartsSeen;
                 } else {
@@ -109,8 +136,13 @@ TEST(CaptureDeviceStress, ReadersPropertiesOpensAndClosesAtOnce) {
   EXPECT_EQ(orderFaults, 0);
   EXPECT_GT(framesRead, 50);
   EXPECT_EQ(ModuleLockCount(), locksBefore);  // the device and every node it made are gone
+  EXPECT_EQ(faults.LiveObjects(), 0);
+  EXPECT_EQ(desktop->LiveDuplications(), 0);
+  EXPECT_EQ(desktop->LiveGrabbers(), 0);
   std::printf("frames read %lld, new runs seen by readers %d\n", static_cast<long long>(framesRead.load()),
               restartsSeen.load());
 }
+
+INSTANTIATE_TEST_SUITE_P(EachMode, CaptureDeviceStress, testing::Values(L"DXGI", L"DirectX", L"GDI"));
 
 }  // namespace

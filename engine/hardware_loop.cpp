@@ -22,6 +22,19 @@ uint32_t AcquireTimeout(XMLParse::CoXMLNode* props) {
 
 }  // namespace
 
+void RepeatFrame(ICVFactory* factory, TRefPtr<ICVFrame_I>& frame, double fps, XMLParse::CoXMLNode* props, int64_t n) {
+  ICVFrame_I* clone = nullptr;
+  if (SUCCEEDED(factory->FrameDuplicate(frame.Get(), &clone, kFrameDuplicateRepeat)) && clone) {
+    frame = TRefPtr<ICVFrame_I>::Adopt(clone);
+  }
+  void* face = nullptr;
+  if (SUCCEEDED(frame->QueryInterface(IID_ICVNamedValues, &face))) {
+    auto values = TRefPtr<ICVNamedValues>::Adopt(static_cast<ICVNamedValues*>(face));
+    values->ValueSet(L"dup", 1);
+  }
+  StampFrame(fps, props, frame.Get(), n);
+}
+
 THardwareLoop::THardwareLoop(TCaptureSCR& engine)
     : engine_(engine),
       factory_(TRefPtr<ICVFactory>::Adopt(GetFrameFactory())),
@@ -125,17 +138,7 @@ bool THardwareLoop::CaptureDuplicated(XMLParse::CoXMLNode* props) {
     // work. There may be nothing to release; the result doesn't matter.
     image.Reset();
     engine_.duplication->ReleaseFrame();
-    ICVFrame_I* clone = nullptr;
-    if (SUCCEEDED(factory_->FrameDuplicate(frame_.Get(), &clone, kFrameDuplicateRepeat)) && clone) {
-      frame_ = TRefPtr<ICVFrame_I>::Adopt(clone);
-    }
-    TRefPtr<ICVNamedValues> values;
-    void* face = nullptr;
-    if (SUCCEEDED(frame_->QueryInterface(IID_ICVNamedValues, &face))) {
-      values = TRefPtr<ICVNamedValues>::Adopt(static_cast<ICVNamedValues*>(face));
-      values->ValueSet(L"dup", 1);
-    }
-    StampFrame(region.fps, props, frame_.Get(), frameCounter_);
+    RepeatFrame(factory_.Get(), frame_, region.fps, props, frameCounter_);
     return false;
   }
 

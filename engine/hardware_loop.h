@@ -10,6 +10,11 @@
 #include "engine/shot_worker.h"
 #include "media/rate_timer.h"
 
+// The frame in hand again, for a pass whose duplication brought nothing new: a clone labelled "dup" with
+// the stamps of number `n`, made without any gpu work. When no clone can be had the frame itself is
+// stamped anew.
+void RepeatFrame(ICVFactory* factory, TRefPtr<ICVFrame_I>& frame, double fps, XMLParse::CoXMLNode* props, int64_t n);
+
 class THardwareLoop {
  public:
   explicit THardwareLoop(TCaptureSCR& engine);

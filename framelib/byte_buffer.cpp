@@ -36,8 +36,49 @@ bool TByteBuffer::CopyTo(TByteBuffer* out) const {
   return true;
 }
 
+bool TByteBuffer::ShareTo(TByteBuffer* out) {
+  if (out == this) return true;
+  if (!data_) {
+    out->Free();
+    out->size_ = size_;
+    return true;
+  }
+  if (!shares_) {
+    shares_ = new (std::nothrow) std::atomic<int32_t>(1);
+    if (!shares_) return false;
+  }
+  shares_->fetch_add(1, std::memory_order_relaxed);
+  out->Free();
+  out->data_ = data_;
+  out->size_ = size_;
+  out->shares_ = shares_;
+  return true;
+}
+
+bool TByteBuffer::Unshare() {
+  if (!shares_) return true;
+  if (shares_->load(std::memory_order_acquire) == 1) {
+    // The others have let go: the block is this buffer's alone.
+    delete shares_;
+    shares_ = nullptr;
+    return true;
+  }
+  TByteBuffer copy;
+  if (!CopyTo(&copy)) return false;
+  *this = std::move(copy);
+  return true;
+}
+
 void TByteBuffer::Free() {
-  if (data_) ::operator delete(data_, kAlignment);
+  if (shares_) {
+    if (shares_->fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete shares_;
+      if (data_) ::operator delete(data_, kAlignment);
+    }
+    shares_ = nullptr;
+  } else if (data_) {
+    ::operator delete(data_, kAlignment);
+  }
   data_ = nullptr;
   size_ = 0;
 }

@@ -20,7 +20,7 @@ TFrame* TFrame::New() { return new (std::nothrow) TFrame(); }
 
 TFrame* TFrame::Of(IUnknown* frame) { return frame ? dynamic_cast<TFrame*>(frame) : nullptr; }
 
-HRESULT TFrame::Copy(TFrame** copy) {
+HRESULT TFrame::Copy(TFrame** copy, bool sharePicture) {
   if (!copy) return E_POINTER;
   *copy = nullptr;
   TFrame* made = New();
@@ -30,7 +30,8 @@ HRESULT TFrame::Copy(TFrame** copy) {
     made->props_ = props_;
     made->time_ = time_;
     made->pictureBytes_ = pictureBytes_;
-    if (!picture_.CopyTo(&made->picture_) || !audio_.CopyTo(&made->audio_) || !labels_.CopyTo(&made->labels_) ||
+    const bool picture = sharePicture ? picture_.ShareTo(&made->picture_) : picture_.CopyTo(&made->picture_);
+    if (!picture || !audio_.CopyTo(&made->audio_) || !labels_.CopyTo(&made->labels_) ||
         !values_.CopyTo(&made->values_)) {
       made->Release();
       return E_OUTOFMEMORY;
@@ -183,6 +184,7 @@ HRESULT TFrame::PixelsGet(int32_t plane, uint8_t** pixels) {
   *pixels = nullptr;
   if (plane != 0) return E_INVALIDARG;
   Guard guard(lock_);
+  if (!picture_.Unshare()) return E_OUTOFMEMORY;
   *pixels = picture_.Data();
   return *pixels ? S_OK : S_FALSE;
 }
@@ -190,6 +192,7 @@ HRESULT TFrame::PixelsGet(int32_t plane, uint8_t** pixels) {
 HRESULT TFrame::BytesGet(int64_t* size, uint8_t** bytes) {
   if (!size && !bytes) return E_POINTER;
   Guard guard(lock_);
+  if (!picture_.Unshare()) return E_OUTOFMEMORY;
   if (size) *size = picture_.Data() ? pictureBytes_ : 0;
   if (bytes) *bytes = picture_.Data();
   return picture_.Data() ? S_OK : S_FALSE;
@@ -200,7 +203,8 @@ HRESULT TFrame::FrameDuplicate(ICVFrame_I** frame, uint32_t mode, int32_t /*rese
   *frame = nullptr;
   if (mode != kFrameDuplicateRepeat && mode != kFrameDuplicateWork) return E_INVALIDARG;
   TFrame* copy = nullptr;
-  const HRESULT hr = Copy(&copy);
+  // A repeated frame usually goes out unchanged: its bytes are copied only when one of the two is drawn on.
+  const HRESULT hr = Copy(&copy, true);
   if (SUCCEEDED(hr)) *frame = copy;
   return hr;
 }

@@ -21,18 +21,23 @@ class TFrame final : public ICVFrame_I, public ICVFrame, public ICVNamedValues {
   static TFrame* Of(IUnknown* frame);
 
   // A new frame with the same format, time, picture, sound, labels and values; E_OUTOFMEMORY when the
-  // copy can't be made. Reads this frame under its lock, so the copy is never half of one write.
-  HRESULT Copy(TFrame** copy);
+  // copy can't be made. Reads this frame under its lock, so the copy is never half of one write. With
+  // `sharePicture` the two frames share the picture's bytes until either is written to; the first
+  // access that may write (PixelsGet, BytesGet, a drawing) gives that frame its own copy.
+  HRESULT Copy(TFrame** copy, bool sharePicture = false);
   // Makes the picture buffer exactly `bytes` zero bytes; for a frame that no other thread holds yet.
   HRESULT AllocatePicture(int64_t bytes);
   // Runs work(const TVideoProps& video, uint8_t* pixels, int64_t bytes) under the frame's lock and gives
   // its result, so the picture can't move or shrink while the drawing code reads or writes it. `pixels`
   // is null and `bytes` 0 when the frame has no picture buffer.
+  // A picture shared with another frame is made this frame's own first; when that copy can't be had the
+  // work sees no picture.
   template <class Work>
   auto WithPicture(Work&& work) {
     Guard guard(lock_);
-    return work(static_cast<const TVideoProps&>(props_.video), picture_.Data(),
-                picture_.Data() ? pictureBytes_ : int64_t{0});
+    const bool own = picture_.Unshare();
+    uint8_t* pixels = own ? picture_.Data() : nullptr;
+    return work(static_cast<const TVideoProps&>(props_.video), pixels, pixels ? pictureBytes_ : int64_t{0});
   }
 
   // IUnknown

@@ -39,7 +39,8 @@ class TFrameFactory final : public ICVFactory {
     if (!frame) return E_POINTER;
     *frame = nullptr;
     if (mode != kFrameDuplicateRepeat && mode != kFrameDuplicateWork) return E_INVALIDARG;
-    return CopyOf(source, frame);
+    // The picture is shared until one of the two frames is written to.
+    return CopyOf(source, frame, true);
   }
 
   HRESULT STDMETHODCALLTYPE FrameCreate(const TVideoProps* props, uint64_t pixels, int32_t, int32_t, int32_t,
@@ -106,12 +107,12 @@ class TFrameFactory final : public ICVFactory {
 
  private:
   // Frames of other libraries can't be copied whole (their labels can't be listed): they are refused.
-  static HRESULT CopyOf(ICVFrame_I* source, ICVFrame_I** frame) {
+  static HRESULT CopyOf(ICVFrame_I* source, ICVFrame_I** frame, bool sharePicture = false) {
     if (!source) return E_POINTER;
     TFrame* own = TFrame::Of(source);
     if (!own) return E_INVALIDARG;
     TFrame* copy = nullptr;
-    const HRESULT hr = own->Copy(&copy);
+    const HRESULT hr = own->Copy(&copy, sharePicture);
     if (SUCCEEDED(hr)) *frame = copy;
     return hr;
   }

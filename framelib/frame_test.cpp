@@ -247,6 +247,25 @@ TEST(Frame, DuplicateIsADeepCopyInItsTwoModes) {
     EXPECT_EQ(v, 3);
   }
 
+  // A duplicate shares the picture until one of the two is written to; either side's write leaves the
+  // other as it was.
+  {
+    ICVFrame_I* raw = nullptr;
+    ASSERT_EQ(frame->FrameDuplicate(&raw, kFrameDuplicateRepeat, 0), S_OK);
+    FramePtr repeat = FramePtr::Adopt(raw);
+    uint8_t* fresh = nullptr;
+    ASSERT_EQ(frame->PixelsGet(0, &fresh), S_OK);
+    fresh[1] = 7;
+    uint8_t* repeated = nullptr;
+    ASSERT_EQ(repeat->PixelsGet(0, &repeated), S_OK);
+    EXPECT_NE(repeated, fresh);
+    EXPECT_EQ(repeated[1], 101);
+    int64_t size = 0;
+    uint8_t* bytes = nullptr;
+    ASSERT_EQ(Query<ICVFrame>(repeat.Get(), IID_ICVFrame)->BytesGet(&size, &bytes), S_OK);
+    EXPECT_EQ(bytes, repeated);
+  }
+
   ICVFrame_I* none = reinterpret_cast<ICVFrame_I*>(1);
   EXPECT_EQ(frame->FrameDuplicate(&none, kFrameCloneOwned, 0), E_INVALIDARG);
   EXPECT_EQ(none, nullptr);

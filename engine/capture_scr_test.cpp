@@ -147,6 +147,29 @@ TEST(CaptureEngine, PropertyChangesReachTheRunningLoop) {
   EXPECT_EQ(s.root->GetString(L"capture.current_mode"), L"DirectX");
 }
 
+TEST(CaptureFinish, FramesCarryTheirShotTimeInEachModeAndOrderWithEitherDelay) {
+  for (const wchar_t* mode : {L"DXGI", L"DirectX", L"GDI"}) {
+    for (const bool minDelay : {false, true}) {
+      SimCapture s;
+      s.root->SetString(L"capture.mode", mode);
+      s.root->SetBool(L"capture.min_delay", minDelay);
+      s.desktop->SetChanging(true);
+      const int64_t before = cvplat::SystemTimeAsFileTime();
+      ASSERT_EQ(s.Start(), S_OK);
+      ASSERT_TRUE(s.sink.WaitFrames(5));
+      s.engine->Stop();
+      const int64_t after = cvplat::SystemTimeAsFileTime();
+      const std::vector<engine_test::Delivery> frames = s.sink.Frames();
+      for (size_t i = 0; i < frames.size(); ++i) {
+        EXPECT_EQ(frames[i].counter, static_cast<int64_t>(i));
+        EXPECT_GE(frames[i].shotTime, before);
+        EXPECT_LE(frames[i].shotTime, after);
+        EXPECT_EQ(frames[i].time.frameFlags, i == 0 ? 0x101u : 0x100u);
+      }
+    }
+  }
+}
+
 TEST(CaptureDuplication, AcquireTimeoutIsTheSettingWithinItsBounds) {
   const struct {
     const wchar_t* text;

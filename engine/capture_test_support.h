@@ -27,6 +27,7 @@ struct Delivery {
   TVideoProps format{};
   TFrameTime time{};
   bool dup = false;
+  int64_t shotTime = 0;  // the "crtm" label, 0 without one
 };
 
 class CaptureSink {
@@ -99,6 +100,11 @@ class CaptureSink {
       int64_t dup = 0;
       d.dup = SUCCEEDED(values->ValueGet(L"dup", &dup)) && dup == 1;
       values->Release();
+    }
+    if (SUCCEEDED(frame->QueryInterface(IID_ICVFrame, &face))) {
+      auto* host = static_cast<ICVFrame*>(face);
+      if (FAILED(host->LabelGet(L"crtm", &d.shotTime))) d.shotTime = 0;
+      host->Release();
     }
     uint8_t* pixels = nullptr;
     const int32_t height = std::abs(props.video.height);

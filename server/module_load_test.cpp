@@ -61,6 +61,11 @@ TEST_F(ModuleLoadTest, ServesOnlyItsClass) {
 }
 
 TEST_F(ModuleLoadTest, MakesADeviceThatDeliversFramesAndLetsTheModuleGoAfterwards) {
+#if !defined(_WIN32)
+  // The frames are shots of the X display; without one there is no picture to deliver.
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X display";
+#endif
   IClassFactory* factory = Factory();
   ASSERT_NE(factory, nullptr);
   IUnknown* outer = factory;  // any unknown will do: the refusal comes before it is used

@@ -1,6 +1,7 @@
 // The desktop of the X display: monitors through RandR 1.5 where the server has it, else the root
 // window as one monitor; the active window and its frame from the window manager's properties; the
-// pointer from the server. Without the X client library at build time there is no desktop to ask.
+// pointer from the server; shots of the root window. Without the X client library at build time there
+// is no desktop to ask.
 #include "platform/desktop.h"
 #include "platform/desktop_unavailable.h"
 
@@ -10,9 +11,12 @@
 
 #include <chrono>
 #include <mutex>
+#include <utility>
 
 #include "platform/dynamic_library.h"
+#include "platform/linux/screen_grab_x11.h"
 #include "platform/linux/x11_error_hook.h"
+#include "platform/screen_grab.h"
 #endif
 
 namespace cvplat {
@@ -58,24 +62,18 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
 
   std::vector<MonitorInfo> List() override {
     std::lock_guard<std::mutex> hold(lock_);
-    if (!Open()) return {};
-    const Window root = DefaultRootWindow(display_);
-    std::vector<MonitorInfo> list;
-    if (getMonitors_) {
-      int count = 0;
-      if (RandrMonitor* monitors = getMonitors_(display_, root, True, &count)) {
-        for (int i = 0; i < count; ++i) {
-          const RandrMonitor& m = monitors[i];
-          list.push_back({m.name, {m.x, m.y, m.x + m.width, m.y + m.height}});
-        }
-        freeMonitors_(monitors);
-      }
-      if (!list.empty()) return list;
-    }
-    XWindowAttributes attributes;
-    if (XGetWindowAttributes(display_, root, &attributes))
-      list.push_back({root, {0, 0, attributes.width, attributes.height}});
-    return list;
+    return Monitors();
+  }
+
+  // A shot over this connection: its requests and the other seams' take turns on it. The parts of the
+  // root that no monitor shows (a desktop of monitors of different sizes) come out black too.
+  HRESULT Shoot(const TRect& rect, uint8_t* pixels, int32_t pitch) {
+    std::lock_guard<std::mutex> hold(lock_);
+    if (!Open()) return E_FAIL;
+    const std::vector<MonitorInfo> monitors = Monitors();
+    const HRESULT hr = GrabRootWindow(display_, rect, pixels, pitch);
+    if (hr == S_OK) PaintOffMonitorsBlack(rect, monitors, pixels, pitch);
+    return hr;
   }
 
   // The client window as the manager placed it, with the frame it drew around it; a client that draws
@@ -119,6 +117,28 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   }
 
  private:
+  // List's answer; the caller holds the lock.
+  std::vector<MonitorInfo> Monitors() {
+    if (!Open()) return {};
+    const Window root = DefaultRootWindow(display_);
+    std::vector<MonitorInfo> list;
+    if (getMonitors_) {
+      int count = 0;
+      if (RandrMonitor* monitors = getMonitors_(display_, root, True, &count)) {
+        for (int i = 0; i < count; ++i) {
+          const RandrMonitor& m = monitors[i];
+          list.push_back({m.name, {m.x, m.y, m.x + m.width, m.y + m.height}});
+        }
+        freeMonitors_(monitors);
+      }
+      if (!list.empty()) return list;
+    }
+    XWindowAttributes attributes;
+    if (XGetWindowAttributes(display_, root, &attributes))
+      list.push_back({root, {0, 0, attributes.width, attributes.height}});
+    return list;
+  }
+
   // The connection, opened on first use. A display that can't be opened is asked again after a while,
   // not on every pass of a capture.
   bool Open() {
@@ -212,6 +232,30 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   RandrFreeMonitors freeMonitors_ = nullptr;
 };
 
+// One shot thread's grabber: the pixels come over the desktop's connection; the grabber keeps only the
+// picture a texture is made from.
+class X11Grabber : public IScreenGrabber {
+ public:
+  explicit X11Grabber(std::shared_ptr<X11Desktop> desktop) : desktop_(std::move(desktop)) {}
+
+  HRESULT GrabToMemory(const TRect& rect, uint8_t* pixels, int32_t pitch) override {
+    if (!pixels || rect.left >= rect.right || rect.top >= rect.bottom ||
+        int64_t{pitch} < (int64_t{rect.right} - rect.left) * 4)
+      return E_INVALIDARG;
+    return desktop_->Shoot(rect, pixels, pitch);
+  }
+
+  HRESULT GrabToTexture(IGpuDevice* device, const TRect& rect, IGpuTexture2D** texture) override {
+    return GrabThroughMemory(*this, device, rect, picture_, texture);
+  }
+
+  void ReleaseCached() override { std::vector<uint8_t>().swap(picture_); }
+
+ private:
+  std::shared_ptr<X11Desktop> desktop_;
+  std::vector<uint8_t> picture_;
+};
+
 #endif
 
 }  // namespace
@@ -227,8 +271,13 @@ CapturePlatform NativeCapturePlatform() {
   platform.monitors = desktop;
   platform.windows = desktop;
   platform.pointer = desktop;
-  // Shots through shared memory and duplication through damage reports come with their own backend.
+#if CV_DESKTOP_X11
+  // Plain GetImage for now; shots through shared memory come with their own backend.
+  platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new X11Grabber(desktop)); };
+#else
   platform.makeGrabber = MakeUnavailableGrabber;
+#endif
+  // Duplication through damage reports comes with its own backend.
   platform.duplication = std::make_shared<UnavailableDesktop>();
   platform.gpu = CreateGpuDevice;
   return platform;

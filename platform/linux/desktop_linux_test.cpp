@@ -2,16 +2,24 @@
 // gtest comes first: Xlib defines macros such as None and Bool that its templates would trip on.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/auto_obj.h"
+#include "platform/cpu_gpu/gpu_test_support.h"
 #include "platform/desktop.h"
 
 #if CV_DESKTOP_X11
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include "platform/linux/screen_grab_x11.h"
 #endif
 
 namespace cvplat {
@@ -36,19 +44,25 @@ TEST(LinuxDesktop, WithoutADisplayNothingIsThere) {
   EXPECT_EQ(capture.windows->ForegroundWindow(), 0u);
   int32_t x = 0, y = 0;
   EXPECT_FALSE(capture.pointer->Position(&x, &y));
-  if (saved) setenv("DISPLAY", saved->c_str(), 1);
 
-  // Shots and duplication are not there yet on any display; the gpu device is.
+  // A shot fails plainly, into memory or into a texture; duplication is not there yet on any display.
+  std::unique_ptr<IScreenGrabber> grabber = capture.makeGrabber();
   uint32_t pixel = 0;
-  EXPECT_EQ(capture.makeGrabber()->GrabToMemory({0, 0, 1, 1}, reinterpret_cast<uint8_t*>(&pixel), 4), E_NOTIMPL);
   TRefPtr<IGpuDevice> device;
-  ASSERT_EQ(capture.gpu(reinterpret_cast<IGpuDevice**>(&device), nullptr, nullptr), S_OK);
+  EXPECT_EQ(capture.gpu(reinterpret_cast<IGpuDevice**>(&device), nullptr, nullptr), S_OK);
   IGpuTexture2D* texture = reinterpret_cast<IGpuTexture2D*>(1);
-  EXPECT_EQ(capture.makeGrabber()->GrabToTexture(device.Get(), {0, 0, 1, 1}, &texture), E_NOTIMPL);
+#if CV_DESKTOP_X11
+  EXPECT_EQ(grabber->GrabToMemory({0, 0, 1, 1}, reinterpret_cast<uint8_t*>(&pixel), 4), E_FAIL);
+  EXPECT_EQ(grabber->GrabToTexture(device.Get(), {0, 0, 1, 1}, &texture), E_FAIL);
+#else
+  EXPECT_EQ(grabber->GrabToMemory({0, 0, 1, 1}, reinterpret_cast<uint8_t*>(&pixel), 4), E_NOTIMPL);
+  EXPECT_EQ(grabber->GrabToTexture(device.Get(), {0, 0, 1, 1}, &texture), E_NOTIMPL);
+#endif
   EXPECT_EQ(texture, nullptr);
   std::unique_ptr<IGpuOutputs> outputs;
   EXPECT_EQ(capture.duplication->Outputs(device.Get(), &outputs), E_NOTIMPL);
   EXPECT_FALSE(outputs);
+  if (saved) setenv("DISPLAY", saved->c_str(), 1);
 }
 
 #if CV_DESKTOP_X11
@@ -119,6 +133,142 @@ TEST(LinuxDesktop, AnswersForTheDisplaysMonitorsWindowsAndPointer) {
   EXPECT_FALSE(capture.windows->WindowRect(window, &r));
   EXPECT_FALSE(capture.windows->ExtendedFrameBounds(window, &r));
   XCloseDisplay(display);
+}
+
+// Pixels of a shot as 0xAARRGGBB words.
+struct Shot {
+  int32_t width = 0, height = 0;
+  std::vector<uint32_t> pixels;
+  Shot(int32_t w, int32_t h) : width(w), height(h), pixels(size_t(w) * h, 0x12345678u) {}
+  uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(pixels.data()); }
+  uint32_t At(int32_t x, int32_t y) const { return pixels[size_t(y) * width + x]; }
+};
+
+// Fills a rectangle of the root window with an exact colour of a TrueColor visual.
+void Fill(Display* display, GC gc, int x, int y, unsigned w, unsigned h, uint32_t rgb) {
+  XColor colour{};
+  colour.red = static_cast<unsigned short>(((rgb >> 16) & 0xff) * 0x101);
+  colour.green = static_cast<unsigned short>(((rgb >> 8) & 0xff) * 0x101);
+  colour.blue = static_cast<unsigned short>((rgb & 0xff) * 0x101);
+  ASSERT_TRUE(XAllocColor(display, DefaultColormap(display, DefaultScreen(display)), &colour));
+  XSetForeground(display, gc, colour.pixel);
+  XFillRectangle(display, DefaultRootWindow(display), gc, x, y, w, h);
+}
+
+TEST(LinuxDesktop, ShotsShowTheRootWindowAndBlackBeyondIt) {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) GTEST_SKIP() << "no X display";
+  const int screen = DefaultScreen(display);
+  if (DefaultDepth(display, screen) < 24) {
+    XCloseDisplay(display);
+    GTEST_SKIP() << "colours of a display under 24 bits aren't exact";
+  }
+  const int rootWidth = DisplayWidth(display, screen);
+  const int rootHeight = DisplayHeight(display, screen);
+  GC gc = XCreateGC(display, DefaultRootWindow(display), 0, nullptr);
+  // A picture of three blocks on a grey ground, and a block at the right edge of the screen.
+  Fill(display, gc, 90, 40, 110, 70, 0x202020);
+  Fill(display, gc, 100, 50, 40, 30, 0x3366cc);
+  Fill(display, gc, 140, 50, 40, 30, 0xc08020);
+  Fill(display, gc, 100, 80, 80, 20, 0x10e0a0);
+  Fill(display, gc, rootWidth - 30, 0, 30, 40, 0xff0000);
+  XSync(display, False);
+
+  const CapturePlatform capture = NativeCapturePlatform();
+  std::unique_ptr<IScreenGrabber> grabber = capture.makeGrabber();
+  Shot shot(90, 60);
+  const TRect rect{95, 45, 185, 105};
+  ASSERT_EQ(grabber->GrabToMemory(rect, shot.Bytes(), shot.width * 4), S_OK);
+  for (int32_t y = 0; y < shot.height; ++y)
+    for (int32_t x = 0; x < shot.width; ++x) {
+      const int32_t dx = rect.left + x, dy = rect.top + y;
+      uint32_t want = 0xff202020;
+      if (dx >= 100 && dx < 140 && dy >= 50 && dy < 80) want = 0xff3366cc;
+      if (dx >= 140 && dx < 180 && dy >= 50 && dy < 80) want = 0xffc08020;
+      if (dx >= 100 && dx < 180 && dy >= 80 && dy < 100) want = 0xff10e0a0;
+      ASSERT_EQ(shot.At(x, y), want) << "at " << dx << ", " << dy;
+    }
+
+  // Half off the screen, to the right and above: black there, into rows with a gap between them.
+  const TRect edge{rootWidth - 20, -10, rootWidth + 20, 30};
+  Shot off(48, 40);  // 8 pixels of each row lie beyond the picture and stay as they were
+  ASSERT_EQ(grabber->GrabToMemory(edge, off.Bytes(), off.width * 4), S_OK);
+  for (int32_t y = 0; y < 40; ++y)
+    for (int32_t x = 0; x < 48; ++x) {
+      const uint32_t want = x >= 40 ? 0x12345678u : (y >= 10 && x < 20) ? 0xffff0000u : 0xff000000u;
+      ASSERT_EQ(off.At(x, y), want) << "at " << x << ", " << y;
+    }
+  Shot gone(4, 4);
+  ASSERT_EQ(grabber->GrabToMemory({-10, -10, -6, -6}, gone.Bytes(), 16), S_OK);
+  EXPECT_EQ(std::count(gone.pixels.begin(), gone.pixels.end(), 0xff000000u), 16);
+  EXPECT_EQ(grabber->GrabToMemory({5, 5, 5, 9}, gone.Bytes(), 16), E_INVALIDARG);
+  EXPECT_EQ(grabber->GrabToMemory({0, 0, 8, 1}, gone.Bytes(), 16), E_INVALIDARG);
+
+  // The texture holds the same picture.
+  gputest::GpuRig rig(capture.gpu);
+  TRefPtr<IGpuTexture2D> texture;
+  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), rect, gputest::GpuRig::Out(texture)), S_OK);
+  const gputest::Picture picture = rig.Read(texture.Get());
+  ASSERT_EQ(picture.width, 90u);
+  ASSERT_EQ(picture.height, 60u);
+  EXPECT_EQ(std::memcmp(picture.pixels.data(), shot.pixels.data(), shot.pixels.size() * 4), 0);
+
+  // What a whole screen costs; told, not judged.
+  Shot whole(rootWidth, rootHeight);
+  std::vector<double> ms;
+  for (int i = 0; i < 15; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(grabber->GrabToMemory({0, 0, rootWidth, rootHeight}, whole.Bytes(), rootWidth * 4), S_OK);
+    ms.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+  }
+  std::sort(ms.begin(), ms.end());
+  std::printf("a %dx%d shot: median %.2f ms\n", rootWidth, rootHeight, ms[ms.size() / 2]);
+  XFreeGC(display, gc);
+  XCloseDisplay(display);
+}
+
+// Pixels of other visuals and byte orders take the slow way through the masks.
+TEST(LinuxDesktop, PixelsOfOtherFormatsConvertThroughTheirMasks) {
+  auto image = [](int bits, int depth, int order, unsigned long r, unsigned long g, unsigned long b, char* data,
+                  int width) {
+    XImage i{};
+    i.width = width;
+    i.height = 1;
+    i.format = ZPixmap;
+    i.data = data;
+    i.byte_order = order;
+    i.bitmap_unit = 32;
+    i.bitmap_bit_order = order;
+    i.bitmap_pad = 32;
+    i.depth = depth;
+    i.bits_per_pixel = bits;
+    i.bytes_per_line = (width * bits / 8 + 3) / 4 * 4;
+    i.red_mask = r;
+    i.green_mask = g;
+    i.blue_mask = b;
+    EXPECT_NE(XInitImage(&i), 0);
+    return i;
+  };
+  // 5-6-5: full channels stay full, the middle of each range rounds to the nearest 8-bit value.
+  char sixteen[8] = {0x00, char(0xf8), char(0xe0), 0x07, 0x1f, 0x00, 0x10, char(0x84)};
+  XImage small = image(16, 16, LSBFirst, 0xf800, 0x07e0, 0x001f, sixteen, 4);
+  uint32_t out[4] = {};
+  ASSERT_TRUE(CopyImageAsBgra(&small, reinterpret_cast<uint8_t*>(out), 16));
+  EXPECT_EQ(out[0], 0xffff0000u);
+  EXPECT_EQ(out[1], 0xff00ff00u);
+  EXPECT_EQ(out[2], 0xff0000ffu);
+  EXPECT_EQ(out[3], 0xff848284u);  // 16/31, 32/63, 16/31 of 255
+  // 32 bits with the most significant byte first.
+  char big[8] = {0x00, char(0xaa), char(0xbb), char(0xcc), 0x00, 0x01, 0x02, 0x03};
+  XImage swapped = image(32, 24, MSBFirst, 0xff0000, 0xff00, 0xff, big, 2);
+  ASSERT_TRUE(CopyImageAsBgra(&swapped, reinterpret_cast<uint8_t*>(out), 16));
+  EXPECT_EQ(out[0], 0xffaabbccu);
+  EXPECT_EQ(out[1], 0xff010203u);
+  // A visual without colour masks (a colour map) is none this path can read.
+  XImage mapped = image(8, 8, LSBFirst, 0, 0, 0, sixteen, 4);
+  out[0] = 7;
+  EXPECT_FALSE(CopyImageAsBgra(&mapped, reinterpret_cast<uint8_t*>(out), 16));
+  EXPECT_EQ(out[0], 7u);
 }
 
 #endif

@@ -1,10 +1,16 @@
 #include <windows.h>
 #include <dwmapi.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
 
 #include "platform/desktop.h"
 #include "platform/desktop_unavailable.h"
+#include "platform/screen_grab.h"
 
 namespace cvplat {
 
@@ -84,6 +90,103 @@ class WindowsDesktop : public IMonitors, public IDesktopWindows, public IPointer
   }
 };
 
+// Shots through GDI: the desktop window's device context copied into a bitmap of the shot's size, whose
+// bits come out as a top-down 32-bit DIB. The window, its device context, a memory device context and
+// the bitmap stay from shot to shot; a new size makes a new bitmap.
+class GdiGrabber : public IScreenGrabber {
+ public:
+  explicit GdiGrabber(std::shared_ptr<WindowsDesktop> desktop) : desktop_(std::move(desktop)) {}
+  GdiGrabber(const GdiGrabber&) = delete;
+  GdiGrabber& operator=(const GdiGrabber&) = delete;
+  ~GdiGrabber() override { ReleaseCached(); }
+
+  HRESULT GrabToMemory(const TRect& rect, uint8_t* pixels, int32_t pitch) override {
+    const int64_t width = int64_t{rect.right} - rect.left;
+    const int64_t height = int64_t{rect.bottom} - rect.top;
+    if (!pixels || width <= 0 || height <= 0 || int64_t{pitch} < width * 4) return E_INVALIDARG;
+    const int w = static_cast<int>(width);
+    const int h = static_cast<int>(height);
+    if (w != width_ || h != height_) {
+      ReleaseCached();
+      width_ = w;
+      height_ = h;
+    }
+    if (!window_ && !(window_ = GetDesktopWindow())) return E_FAIL;
+    if (!windowDc_ && !(windowDc_ = GetDC(window_))) return E_FAIL;
+    if (!memoryDc_ && !(memoryDc_ = CreateCompatibleDC(windowDc_))) return E_FAIL;
+    if (!bitmap_ && !(bitmap_ = CreateCompatibleBitmap(windowDc_, w, h))) return E_FAIL;
+
+    // Only what lies on the virtual screen is copied: a source beyond it may come out all black. The
+    // rest of the bitmap is painted over below.
+    const TRect screen{GetSystemMetrics(SM_XVIRTUALSCREEN), GetSystemMetrics(SM_YVIRTUALSCREEN),
+                       GetSystemMetrics(SM_XVIRTUALSCREEN) + GetSystemMetrics(SM_CXVIRTUALSCREEN),
+                       GetSystemMetrics(SM_YVIRTUALSCREEN) + GetSystemMetrics(SM_CYVIRTUALSCREEN)};
+    const TRect on{std::max(rect.left, screen.left), std::max(rect.top, screen.top),
+                   std::min(rect.right, screen.right), std::min(rect.bottom, screen.bottom)};
+    const bool visible = on.left < on.right && on.top < on.bottom;
+    if (visible) {
+      // The bitmap is in the memory context only for the copy: its bits can't be read while selected.
+      const HGDIOBJ previous = SelectObject(memoryDc_, bitmap_);
+      if (!previous || previous == HGDI_ERROR) return E_FAIL;
+      const BOOL copied = BitBlt(memoryDc_, on.left - rect.left, on.top - rect.top, on.right - on.left,
+                                 on.bottom - on.top, windowDc_, on.left, on.top, SRCCOPY);
+      SelectObject(memoryDc_, previous);
+      if (!copied) return E_FAIL;
+    }
+
+    BITMAPINFO info{};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = w;
+    info.bmiHeader.biHeight = -h;  // top row first
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    // 32-bit rows need no padding, so a buffer of exactly that pitch takes the bits directly.
+    const bool direct = pitch == w * 4;
+    if (!direct) rows_.resize(size_t(w) * h * 4);
+    uint8_t* target = direct ? pixels : rows_.data();
+    if (GetDIBits(windowDc_, bitmap_, 0, static_cast<UINT>(h), target, &info, DIB_RGB_COLORS) != h) return E_FAIL;
+
+    // GDI leaves the fourth byte 0.
+    for (int y = 0; y < h; ++y) {
+      uint8_t* row = pixels + int64_t{y} * pitch;
+      if (!direct) std::memcpy(row, target + size_t(y) * w * 4, size_t(w) * 4);
+      for (int x = 0; x < w; ++x) row[size_t(x) * 4 + 3] = 0xFF;
+    }
+    PaintOffMonitorsBlack(rect, {{0, screen}}, pixels, pitch);
+    PaintOffMonitorsBlack(rect, desktop_->List(), pixels, pitch);
+    return S_OK;
+  }
+
+  HRESULT GrabToTexture(IGpuDevice* device, const TRect& rect, IGpuTexture2D** texture) override {
+    return GrabThroughMemory(*this, device, rect, picture_, texture);
+  }
+
+  void ReleaseCached() override {
+    if (bitmap_) DeleteObject(bitmap_);
+    if (memoryDc_) DeleteDC(memoryDc_);
+    if (windowDc_) ReleaseDC(window_, windowDc_);
+    bitmap_ = nullptr;
+    memoryDc_ = nullptr;
+    windowDc_ = nullptr;
+    window_ = nullptr;
+    width_ = height_ = -1;
+    std::vector<uint8_t>().swap(rows_);
+    std::vector<uint8_t>().swap(picture_);
+  }
+
+ private:
+  std::shared_ptr<WindowsDesktop> desktop_;
+  HWND window_ = nullptr;
+  HDC windowDc_ = nullptr;
+  HDC memoryDc_ = nullptr;
+  HBITMAP bitmap_ = nullptr;
+  int width_ = -1;
+  int height_ = -1;
+  std::vector<uint8_t> rows_;     // the DIB's rows where the caller's pitch differs
+  std::vector<uint8_t> picture_;  // a texture's picture
+};
+
 }  // namespace
 
 CapturePlatform NativeCapturePlatform() {
@@ -93,8 +196,9 @@ CapturePlatform NativeCapturePlatform() {
   platform.monitors = desktop;
   platform.windows = desktop;
   platform.pointer = desktop;
-  // Shots through GDI and duplication through DXGI come with the Direct3D backend.
-  platform.makeGrabber = MakeUnavailableGrabber;
+  // Shots into textures through the surfaces' own device contexts, and duplication through DXGI, come
+  // with the Direct3D backend; until then a shot texture is made from a shot in memory.
+  platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new GdiGrabber(desktop)); };
   platform.duplication = std::make_shared<UnavailableDesktop>();
   platform.gpu = CreateGpuDevice;
   return platform;

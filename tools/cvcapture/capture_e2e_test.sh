@@ -8,6 +8,12 @@ set -euo pipefail
 work=${1:?usage: capture_e2e_test.sh WORK_DIR CVCAPTURE_COMMAND...}
 shift
 [ $# -gt 0 ] || { echo "usage: capture_e2e_test.sh WORK_DIR CVCAPTURE_COMMAND..." >&2; exit 2; }
+# The frames are shots of the desktop: without a display (on Linux, and for Wine) there is none to
+# capture, which is a skip, not a failure.
+if [ -z "${DISPLAY:-}" ]; then
+  echo "capture_e2e: skipped, no display (run it under scripts/with-xvfb.sh)"
+  exit 77
+fi
 command -v ffprobe >/dev/null || { echo "capture_e2e: ffprobe is missing (package ffmpeg)" >&2; exit 1; }
 
 mkdir -p "$work"

@@ -23,13 +23,14 @@ class SimDesktop : public ISystemVersion,
                    public IDuplicationSource,
                    public std::enable_shared_from_this<SimDesktop> {
  public:
-  // One monitor of 1920x1080 at the origin, version 10.0, no windows, a pointer at (100, 100), a desktop
-  // that stands still at tick 0.
+  // One monitor of 1920x1080 at the origin (handle 0x10001), version 10.0, no windows, a pointer at
+  // (100, 100), a desktop that stands still at tick 0.
   static std::shared_ptr<SimDesktop> Create();
 
   // The desktop's pixel at (x, y) at `tick`: blue lowest, alpha 255. Red carries the tick, so a frame
   // tells which tick it shows: red = (x + tick) & 0xFF, green = y & 0xFF, blue = (x / 256 + 16 x (y / 256)
-  // + 85 x (tick / 256)) & 0xFF. Off every monitor the desktop is opaque black.
+  // + 85 x (tick / 256)) & 0xFF, the divisions rounding down (also left of and above the origin). Off every
+  // monitor the desktop is opaque black.
   static uint32_t PixelAt(int32_t x, int32_t y, uint32_t tick);
   // The pixel the desktop shows now at (x, y): PixelAt on a monitor, opaque black elsewhere.
   uint32_t DesktopPixel(int32_t x, int32_t y);
@@ -64,13 +65,20 @@ class SimDesktop : public ISystemVersion,
   // The next `times` calls of AcquireNextFrame, over all duplications, answer `result` (a failure:
   // kDuplicationAccessLost, kDuplicationWaitTimeout or any other) with no image.
   void FailAcquire(HRESULT result, int times);
-  // ReleaseFrame calls number `nth` .. `nth + times - 1` fail with `result`.
+  // ReleaseFrame calls number `nth` .. `nth + times - 1` fail with `result`; a held image stays held, so
+  // the next AcquireNextFrame of that duplication fails until it is destroyed.
   void FailReleaseFrame(int nth, int times = 1, HRESULT result = E_FAIL);
   // On a still desktop, AcquireNextFrame answers with an image whose info is all 0 ("nothing new")
   // instead of the time-out that a still output gives after its wait.
   void SetStillGivesImage(bool image);
   // Let the next acquire on a still desktop report a pointer update only (lastMouseUpdateTime set).
   void MovePointerOnly();
+  // As the system's duplication does: AcquireNextFrame while an image is held and ReleaseFrame with
+  // none held fail with 0x887A0001 (an invalid call); a duplication whose output moved, changed size or
+  // left the adapter (SetMonitors, SetAdapterMonitors) answers kDuplicationAccessLost from then on; one
+  // destroyed while it holds an image gives the image back. The first acquire of a duplication brings
+  // an image even on a still desktop. Images are B8G8R8A8 textures of the output's size, made on the
+  // duplication's device; a refusal of the device is the acquire's result.
 
   // ---- counters ----
   int Shots();                 // grab calls, the failed ones included

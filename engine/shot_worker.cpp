@@ -8,8 +8,10 @@
 
 using namespace cvplat;
 
-TShotWorker::TShotWorker(std::function<std::unique_ptr<IScreenGrabber>()> makeGrabber)
-    : ready_(CreateEventObject(true, false)), makeGrabber_(std::move(makeGrabber)) {}
+TShotWorker::TShotWorker(std::function<std::unique_ptr<IScreenGrabber>()> makeGrabber, int64_t firstShotLimit)
+    : ready_(CreateEventObject(true, false)),
+      firstShotLimit_(firstShotLimit > 0 ? firstShotLimit : kFirstShotLimit),
+      makeGrabber_(std::move(makeGrabber)) {}
 
 TShotWorker::~TShotWorker() {
   thread_.Stop(kInfinite);
@@ -38,7 +40,7 @@ bool TShotWorker::Request(Kind kind, TCaptureRegion& region, int64_t timeout, TR
       request_ = region;
     }
     kind_ = kind;
-    if (SUCCEEDED(thread_.Start(this, &TShotWorker::ThreadMain))) timeout = kFirstShotLimit;
+    if (SUCCEEDED(thread_.Start(this, &TShotWorker::ThreadMain))) timeout = firstShotLimit_;
   }
 
   // The stop signal ends any wait here: the loop that called has to leave at once.

@@ -23,12 +23,13 @@
 
 class TShotWorker {
  public:
-  // The first request waits at most this long (100 ns units) for the first shot, so a desktop that can
-  // never be read doesn't hold the capture thread, and with it Stop, for ever.
+  // How long (100 ns units) the first request waits for the first shot, so a desktop that can never be
+  // read doesn't hold the capture thread, and with it Stop, for ever.
   static constexpr int64_t kFirstShotLimit = 2 * 10'000'000;
 
   // `makeGrabber` is called once, on the shot thread, for that thread's own grabber.
-  explicit TShotWorker(std::function<std::unique_ptr<cvplat::IScreenGrabber>()> makeGrabber);
+  explicit TShotWorker(std::function<std::unique_ptr<cvplat::IScreenGrabber>()> makeGrabber,
+                       int64_t firstShotLimit = kFirstShotLimit);
   // Stops the shot thread, waiting for its current grab, then drops the grabber's cached objects and
   // the shot.
   ~TShotWorker();
@@ -41,7 +42,7 @@ class TShotWorker {
 
   // Asks for a shot of `region.current` and gives the newest shot there is, with the region it was taken
   // for in `region`. The first request starts the shot thread and waits for the first shot (up to
-  // kFirstShotLimit); a later one waits up to `timeout` (100 ns units, 0: not at all). Any wait also ends
+  // the first-shot limit); a later one waits up to `timeout` (100 ns units, 0: not at all). Any wait also ends
   // on the calling thread's capture stop signal. 0: a shot finished since the last request; 1: `shot` is
   // the previous one, or null (with `region` untouched) while no shot has ever succeeded.
   HRESULT RequestHardwareShot(TCaptureRegion& region, TRefPtr<cvplat::IGpuTexture2D>& shot, int64_t timeout);
@@ -73,6 +74,7 @@ class TShotWorker {
   TTimedWait wait_;  // the capture thread's
   TWorkerThread thread_;
   Kind kind_ = Kind::Frame;  // written before the thread starts
+  const int64_t firstShotLimit_;
 
   std::atomic<cvplat::IGpuDevice*> device_{nullptr};
 

@@ -163,6 +163,20 @@ HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback
   requestedVideoFormat = format.video;
   if (VideoIsValid(requestedVideoFormat)) VideoNormalise(requestedVideoFormat, false);
   region = TCaptureRegion{};
+  {
+    // The loop rewrites the format on every pass; a host that asks right after the start gets what the
+    // first pass will make of the same properties.
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    TCaptureRegion first{};
+    if (CaptureMode() == eCaptureDXGI) {
+      first.screen = outputDesc.desktopCoordinates;
+    } else if (platform.monitors) {
+      first.screen = FindScreenRect(tree.Get(), *platform.monitors);
+    }
+    TVideoProps video{};
+    UpdateCaptureRegion(tree.Get(), platform, requestedVideoFormat, first, video);
+    PublishFormat(video);
+  }
 
   frameCallback = callback;
   frameCallbackContext = context;

@@ -84,6 +84,10 @@ TEST(CaptureEngine, KeepsTheContractOfStartStopAndClose) {
 
   ASSERT_EQ(s.Start(), S_OK);
   EXPECT_EQ(engine.State(), eEngineRunning);
+  // The format is there before the first frame.
+  TAvProps started{};
+  engine.FormatCopy(&started);
+  EXPECT_EQ(started.video.width, 640);
   ASSERT_TRUE(s.sink.WaitFrames(3));
   TAvProps running{};
   engine.FormatCopy(&running);

@@ -97,13 +97,13 @@ CV_FAST_INLINE F Mix(const I t[4], const F w[4]) {
   return sum;
 }
 
-// Two rows are read at once, streams the hardware's prefetcher can lose on large pictures. A kilobyte
-// ahead of texel i keeps a picture of 2160 rows halved fed from memory; half of that left the kernels
-// waiting on their loads.
-template <bool kBottom>
+// Two rows are read at once, streams the hardware's prefetcher can lose on large pictures: kAhead bytes
+// past texel i. A picture halved, read at twice the pace of one scaled by less, needs a kilobyte ahead;
+// half of that left its loads waiting on memory.
+template <bool kBottom, size_t kAhead>
 CV_FAST_INLINE void Prefetch(const RowTaps* rows, int32_t i) {
-  __builtin_prefetch(rows->top + static_cast<size_t>(i) * 4 + 1024);
-  if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(i) * 4 + 1024);
+  __builtin_prefetch(rows->top + static_cast<size_t>(i) * 4 + kAhead);
+  if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(i) * 4 + kAhead);
 }
 
 // How a row is sampled: the filter, and for the linear one whether right texels and a bottom row weigh
@@ -138,7 +138,7 @@ struct Sampling {
       if (kChannels > 3) out[3] = V::template Unorm<24>(t);
       return;
     }
-    Prefetch<kBottom>(rows, c->left[s]);
+    Prefetch<kBottom, 512>(rows, c->left[s]);
     // w00 = (1 - fx)(1 - fy), w10 = fx(1 - fy), w01 = (1 - fx)fy, w11 = fx fy: exact products of 8-bit
     // fractions.
     I t[4];
@@ -187,7 +187,7 @@ struct Sampling {
   template <int kChannels>
   CV_FAST_INLINE void GroupInLanes(const RowTaps* rows, const ColumnTaps* c, int32_t s, F out[4]) const {
     const int32_t i = c->left[s];
-    Prefetch<kBottom>(rows, i);
+    Prefetch<kBottom, 1024>(rows, i);
     I t[4];
     V::SplitInLanes(V::LoadRun(rows->top, i), V::LoadRun(rows->top, i + V::kN), &t[0], &t[1]);
     if (kBottom) V::SplitInLanes(V::LoadRun(rows->bottom, i), V::LoadRun(rows->bottom, i + V::kN), &t[2], &t[3]);

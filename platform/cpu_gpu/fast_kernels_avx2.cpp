@@ -66,6 +66,26 @@ struct V {
   __attribute__((always_inline)) static void LoadPairs(const uint8_t* row, const int32_t* index, I* left, I* right) {
     Split(LoadPairs4(row, index), LoadPairs4(row, index + 4), left, right);
   }
+  // The split without the permute: lanes come in the order 0, 1, 4, 5, 2, 3, 6, 7 of the even (odd)
+  // lanes of lo then hi. Kept through a computation and put right once, at its end.
+  __attribute__((always_inline)) static void SplitInLanes(I lo, I hi, I* even, I* odd) {
+    const F l = _mm256_castsi256_ps(lo);
+    const F h = _mm256_castsi256_ps(hi);
+    *even = _mm256_castps_si256(_mm256_shuffle_ps(l, h, _MM_SHUFFLE(2, 0, 2, 0)));
+    *odd = _mm256_castps_si256(_mm256_shuffle_ps(l, h, _MM_SHUFFLE(3, 1, 3, 1)));
+  }
+  __attribute__((always_inline)) static void SplitFInLanes(F lo, F hi, F* even, F* odd) {
+    *even = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
+    *odd = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
+  }
+  // Twice split in lanes (samples, then first and second pixels of texels), texel k sits in lane
+  // 0, 4, 1, 5, 2, 6, 3, 7 for k = 0 .. 7; these move values between that order and the texels'.
+  __attribute__((always_inline)) static I ToInLanes(I v) {
+    return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
+  }
+  __attribute__((always_inline)) static I FromInLanes(I v) {
+    return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+  }
   __attribute__((always_inline)) static void SplitF(F lo, F hi, F* even, F* odd) {
     I e, o;
     Split(_mm256_castps_si256(lo), _mm256_castps_si256(hi), &e, &o);

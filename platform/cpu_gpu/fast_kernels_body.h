@@ -97,6 +97,15 @@ CV_FAST_INLINE F Mix(const I t[4], const F w[4]) {
   return sum;
 }
 
+// Two rows are read at once, streams the hardware's prefetcher can lose on large pictures: kAhead bytes
+// past texel i. A picture halved, read at twice the pace of one scaled by less, needs a kilobyte ahead;
+// half of that left its loads waiting on memory.
+template <bool kBottom, size_t kAhead>
+CV_FAST_INLINE void Prefetch(const RowTaps* rows, int32_t i) {
+  __builtin_prefetch(rows->top + static_cast<size_t>(i) * 4 + kAhead);
+  if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(i) * 4 + kAhead);
+}
+
 // How a row is sampled: the filter, and for the linear one whether right texels and a bottom row weigh
 // anything. The row kernels are made for each, so the loops carry no tests of them.
 template <bool kLinear, bool kRight, bool kBottom>
@@ -129,9 +138,7 @@ struct Sampling {
       if (kChannels > 3) out[3] = V::template Unorm<24>(t);
       return;
     }
-    // Two rows are read at once, a stream the hardware's prefetcher can lose on large pictures.
-    __builtin_prefetch(rows->top + static_cast<size_t>(c->left[s]) * 4 + 512);
-    if (kBottom) __builtin_prefetch(rows->bottom + static_cast<size_t>(c->left[s]) * 4 + 512);
+    Prefetch<kBottom, 512>(rows, c->left[s]);
     // w00 = (1 - fx)(1 - fy), w10 = fx(1 - fy), w01 = (1 - fx)fy, w11 = fx fy: exact products of 8-bit
     // fractions.
     I t[4];
@@ -163,6 +170,31 @@ struct Sampling {
     if (kChannels > 1) out[1] = Mix<8, kRight, kBottom>(t, w);
     if (kChannels > 2) out[2] = Mix<0, kRight, kBottom>(t, w);
     if (kChannels > 3) out[3] = Mix<24, kRight, kBottom>(t, w);
+  }
+
+  // Whether the samples of the groups at s and s + kN (a multiple of kN) halve the picture: each reads
+  // a texel and the next, the pairs follow one another, and all weights are the one power of two.
+  CV_FAST_INLINE bool Halving(const ColumnTaps* c, int32_t s) const {
+    if (!kLinear || !kRight || !evenRow) return false;
+    const int32_t g = s / kLanes;
+    const int32_t h = (s + V::kN) / kLanes;
+    return c->halves[g] && c->halves[h] && c->pairFetch[g] == kFetchEverySecond &&
+           c->pairFetch[h] == kFetchEverySecond;
+  }
+
+  // Group<kChannels> where Halving holds, the samples in the lane order of V::SplitInLanes: the texels
+  // are split without being put in order, which the caller does once for all it computes from them.
+  template <int kChannels>
+  CV_FAST_INLINE void GroupInLanes(const RowTaps* rows, const ColumnTaps* c, int32_t s, F out[4]) const {
+    const int32_t i = c->left[s];
+    Prefetch<kBottom, 1024>(rows, i);
+    I t[4];
+    V::SplitInLanes(V::LoadRun(rows->top, i), V::LoadRun(rows->top, i + V::kN), &t[0], &t[1]);
+    if (kBottom) V::SplitInLanes(V::LoadRun(rows->bottom, i), V::LoadRun(rows->bottom, i + V::kN), &t[2], &t[3]);
+    out[0] = Sum<16, kBottom>(t);
+    if (kChannels > 1) out[1] = Sum<8, kBottom>(t);
+    if (kChannels > 2) out[2] = Sum<0, kBottom>(t);
+    if (kChannels > 3) out[3] = Sum<24, kBottom>(t);
   }
 
   // ((t00 + t10) + t01) + t11 times the one weight. A byte 0 that comes as the smallest subnormal is lost
@@ -278,12 +310,22 @@ struct HdycRun {
     const bool sample = !(rowFlags & kHdycFirstOffScreen);
     for (int32_t s = 0; s < count; s += V::kN) {
       Rgb a = black, b = black;
+      // Where the picture is halved, the pixels come in the lane order of V::SplitInLanes done twice.
+      bool inLanes = false;
       if (sample && !S::kIsLinear) {
         // Point samples are texels: split the texels into first and second pixels before converting.
         I first, second;
         V::Split(sampling.Texels(rows, c, 2 * s), sampling.Texels(rows, c, 2 * s + V::kN), &first, &second);
         a = {V::template Unorm<16>(first), V::template Unorm<8>(first), V::template Unorm<0>(first)};
         b = {V::template Unorm<16>(second), V::template Unorm<8>(second), V::template Unorm<0>(second)};
+      } else if (sample && sampling.Halving(c, 2 * s)) {
+        F lo[3], hi[3];
+        sampling.template GroupInLanes<3>(rows, c, 2 * s, lo);
+        sampling.template GroupInLanes<3>(rows, c, 2 * s + V::kN, hi);
+        V::SplitFInLanes(lo[0], hi[0], &a.r, &b.r);
+        V::SplitFInLanes(lo[1], hi[1], &a.g, &b.g);
+        V::SplitFInLanes(lo[2], hi[2], &a.b, &b.b);
+        inLanes = true;
       } else if (sample) {
         F lo[3], hi[3];
         sampling.template Group<3>(rows, c, 2 * s, lo);
@@ -294,7 +336,8 @@ struct HdycRun {
       }
       const bool masked = flags || rowFlags;
       if (masked) {
-        const I f = flags ? V::Or(V::LoadI(flags + s), V::SetI(rowFlags)) : V::SetI(rowFlags);
+        I f = flags ? V::Or(V::LoadI(flags + s), V::SetI(rowFlags)) : V::SetI(rowFlags);
+        if (inLanes) f = V::ToInLanes(f);
         a = SelectRgb(V::MaskOf(f, kHdycFirstOffArea), Shade(a, keep, tint), a);
         a = SelectRgb(V::MaskOf(f, kHdycFirstOffScreen), black, a);
         b = SelectRgb(V::MaskOf(f, kHdycSecondOffArea), Shade(b, keep, tint), b);
@@ -312,9 +355,10 @@ struct HdycRun {
       const F y1 = Luma(b);
       // Memory order Cb, Y0, Cr, Y1: the blue, green, red and alpha bytes of the texel. From pixels within
       // 0 .. 1 every value lies within 0.06 .. 0.94; shading may take them anywhere.
-      const I texel = masked ? V::Pack(V::ToByte(cb), V::ToByte(y0), V::ToByte(cr), V::ToByte(y1))
+      I texel = masked ? V::Pack(V::ToByte(cb), V::ToByte(y0), V::ToByte(cr), V::ToByte(y1))
                              : V::Pack(V::ToByteUnclamped(cb), V::ToByteUnclamped(y0), V::ToByteUnclamped(cr),
                                        V::ToByteUnclamped(y1));
+      if (inLanes) texel = V::FromInLanes(texel);
       V::StoreTexels(dst + 4 * s, texel, LanesLeft(count, s));
     }
   }

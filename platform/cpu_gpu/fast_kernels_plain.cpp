@@ -73,6 +73,10 @@ struct V {
     *even = lo;
     *odd = hi;
   }
+  static void SplitInLanes(I lo, I hi, I* even, I* odd) { Split(lo, hi, even, odd); }
+  static void SplitFInLanes(F lo, F hi, F* even, F* odd) { SplitF(lo, hi, even, odd); }
+  static I ToInLanes(I v) { return v; }
+  static I FromInLanes(I v) { return v; }
   static I Pack(I b, I g, I r, I a) { return b | g << 8 | r << 16 | a << 24; }
   static M MaskOf(I flags, int32_t bit) { return (flags & static_cast<uint32_t>(bit)) != 0; }
   static F Select(M mask, F ifSet, F ifClear) { return mask ? ifSet : ifClear; }

@@ -57,6 +57,11 @@ struct V {
     Split(_mm_unpacklo_epi64(LoadPair(row, index[0]), LoadPair(row, index[1])),
           _mm_unpacklo_epi64(LoadPair(row, index[2]), LoadPair(row, index[3])), left, right);
   }
+  // Four lanes split within themselves: the lane order is the texels' already.
+  __attribute__((always_inline)) static void SplitInLanes(I lo, I hi, I* even, I* odd) { Split(lo, hi, even, odd); }
+  __attribute__((always_inline)) static void SplitFInLanes(F lo, F hi, F* even, F* odd) { SplitF(lo, hi, even, odd); }
+  __attribute__((always_inline)) static I ToInLanes(I v) { return v; }
+  __attribute__((always_inline)) static I FromInLanes(I v) { return v; }
   __attribute__((always_inline)) static void SplitF(F lo, F hi, F* even, F* odd) {
     *even = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
     *odd = _mm_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));

@@ -1,8 +1,8 @@
 // The fast paths against the reference, byte for byte, in every kernel build this processor runs: the
-// final pass (ARGB and HDYC, both samplers, same size, up and down by odd factors, with `screen` and
-// `area` cutting parts off and the background's A at 0, 170 and 255) and the overlay quads (at whole,
-// fractional and clipped rectangles). Pictures and targets end at a page edge, so a kernel that reads
-// or writes past a row's last pixel faults.
+// final pass (ARGB and HDYC, both samplers, same size, up and down by odd factors and down by exactly 2,
+// with `screen` and `area` cutting parts off and the background's A at 0, 170 and 255) and the overlay
+// quads (at whole, fractional and clipped rectangles). Pictures and targets end at a page edge, so a
+// kernel that reads or writes past a row's last pixel faults.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -132,12 +132,15 @@ class FastPathMatchesReference : public ::testing::TestWithParam<FastCase> {
 
   // The final pass: picture -> frame W x H, background (30, 200, 90) with A 0, 170 or 255, `screen` and
   // `area` whole, cut inside the picture, or with `current` reaching past the screen on the left and top.
+  // Halving both ways puts every weight at 1/4 and texel i's pixels on picture texels 4i + 1 .. 4i + 4,
+  // which the HDYC row takes on a path of its own; at 74 pixels the cut `screen` and `area` end between
+  // the two pixels of a texel (the second repeats the first, or is shaded alone), within such a run.
   void CheckFinalPasses() {
     const bool hdyc = GetParam().program == GpuProgramId::Hdyc;
     const struct {
       UINT pw, ph, w, h;
-    } sizes[] = {{1, 1, 2, 1},    {3, 5, 3, 5},     {17, 9, 17, 9},   {17, 9, 41, 23},
-                 {34, 10, 17, 5}, {48, 36, 64, 48}, {64, 48, 37, 29}, {641, 359, 320, 180}};
+    } sizes[] = {{1, 1, 2, 1},     {3, 5, 3, 5},       {17, 9, 17, 9},   {17, 9, 41, 23},   {34, 10, 17, 5},
+                 {48, 36, 64, 48}, {64, 48, 37, 29},   {641, 359, 320, 180}, {148, 22, 74, 11}, {260, 16, 130, 8}};
     const struct {
       float screen[4], area[4];
     } cuts[] = {{{0, 0, 1, 1}, {0, 0, 1, 1}},

@@ -222,9 +222,8 @@ HRESULT TCaptureSCR::Restart() {
   Locked lock(engineLock);
   if (State() < eEngineRunning) return S_OK;
   Stop();
-  const HRESULT selected = SelectCaptureMode();
-  PublishCurrentMode(CaptureMode());
-  if (FAILED(selected)) return selected;
+  // Start selects the mode and publishes it, and fails with the selection's status before any thread
+  // starts: a selection here as well would only make the device twice.
   TAvProps request{};
   request.video = requestedVideoFormat;
   return Start(request, frameCallbackContext, frameCallback);

@@ -18,6 +18,7 @@
 #include "media/auto_obj.h"
 #include "media/av_props.h"
 #include "media/locked_ptr.h"
+#include "media/worker_thread.h"
 #include "platform/com_types.h"
 #include "platform/critical_section.h"
 #include "platform/kernel.h"
@@ -140,6 +141,12 @@ class TCaptureBase : public AutoObjBase<T, Root> {
   // The capture thread's stop signal: set before the thread is told to stop, cleared before a new one
   // starts, both under engineLock. The thread's body registers it with TCaptureStopScope.
   void SignalCaptureStop() { cvplat::SetEventObject(captureStopEvent); }
+  // Joins a capture thread, running or leaving. The signal comes first: the thread may sit in a wait of
+  // the frame callback, or of a shot, that only the signal ends.
+  void StopCaptureThread(TWorkerThread& thread) {
+    SignalCaptureStop();
+    thread.Stop(cvplat::kInfinite);
+  }
   void ClearCaptureStop() { cvplat::ResetEventObject(captureStopEvent); }
 
   // The attribute's text from the bound tree, as a counted string; null without tree or attribute.

@@ -147,7 +147,7 @@ HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback
   }
   if (State() >= eEngineRunning) Stop();
   // A thread that failed may still be on its way out, using the objects that mode selection replaces.
-  StopThread();
+  StopCaptureThread(captureThread);
 
   const HRESULT selected = SelectCaptureMode();
   PublishCurrentMode(CaptureMode());
@@ -168,11 +168,7 @@ HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback
     // first pass will make of the same properties.
     TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
     TCaptureRegion first{};
-    if (CaptureMode() == eCaptureDXGI) {
-      first.screen = outputDesc.desktopCoordinates;
-    } else if (platform.monitors) {
-      first.screen = FindScreenRect(tree.Get(), *platform.monitors);
-    }
+    FillScreen(tree.Get(), first.screen);
     TVideoProps video{};
     UpdateCaptureRegion(tree.Get(), platform, requestedVideoFormat, first, video);
     PublishFormat(video);
@@ -194,7 +190,7 @@ HRESULT TCaptureSCR::Stop() {
   Locked lock(engineLock);
   // Joined whatever the state: after a failure the thread may still be leaving, and it uses the objects
   // released below.
-  StopThread();
+  StopCaptureThread(captureThread);
   if (State() > eEngineClosed) {
     SetState(eEngineOpen);
     cvplat::SectionLock formatGuard(formatLock);
@@ -204,11 +200,12 @@ HRESULT TCaptureSCR::Stop() {
   return S_OK;
 }
 
-void TCaptureSCR::StopThread() {
-  // The signal comes first: the thread may sit in a wait of the frame callback or of the first shot
-  // that only it ends.
-  SignalCaptureStop();
-  captureThread.Stop(cvplat::kInfinite);
+void TCaptureSCR::FillScreen(XMLParse::CoXMLNode* props, TRect& screen) const {
+  if (CaptureMode() == eCaptureDXGI) {
+    screen = outputDesc.desktopCoordinates;
+  } else if (platform.monitors) {
+    screen = FindScreenRect(props, *platform.monitors);
+  }
 }
 
 HRESULT TCaptureSCR::Close() {

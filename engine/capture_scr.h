@@ -71,8 +71,6 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   void ReleaseHardware();
 
   HRESULT Restart();
-  // Joins the capture thread, running or leaving, after its stop signal is set.
-  void StopThread();
   static uint32_t CV_THREADCALL CaptureThreadMain(void* self);
   HRESULT SwitchAudioDevice(const wchar_t* name);
 
@@ -88,6 +86,9 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   // While nothing can be captured and no frame exists, a loop would spin: it rests a few milliseconds,
   // or less when a stop comes.
   void IdlePause();
+  // The screen a pass captures: the duplicated output's place in DXGI mode, else the monitor of
+  // "capture.screen_index"; empty without monitors. `screen` keeps its value when there is nothing to ask.
+  void FillScreen(XMLParse::CoXMLNode* props, TRect& screen) const;
   // The output format the loop has just chosen, for FormatCopy.
   void PublishFormat(const TVideoProps& video);
 

@@ -69,11 +69,7 @@ void THardwareLoop::Run() {
     cvplat::WaitForOne(engine_.captureThread.WakeEvent(), cvplat::kInfinite);
     if (!engine_.captureThread.IsRunning()) break;
 
-    if (duplicating) {
-      region.screen = engine_.outputDesc.desktopCoordinates;
-    } else if (engine_.platform.monitors) {
-      region.screen = FindScreenRect(props.Get(), *engine_.platform.monitors);
-    }
+    engine_.FillScreen(props.Get(), region.screen);
     TVideoProps format{};
     UpdateCaptureRegion(props.Get(), engine_.platform, engine_.requestedVideoFormat, region, format);
     engine_.PublishFormat(format);
@@ -115,7 +111,6 @@ bool THardwareLoop::CaptureDuplicated(XMLParse::CoXMLNode* props) {
     desktopCopy_.Reset();
     engine_.ReleaseHardware();
     engine_.InitHardware(true);
-    shotWorker_.SetDevice(engine_.gpu.Device());
     errorCount_ = 0;
   }
 

@@ -20,7 +20,7 @@ void TSoftwareLoop::Run() {
   TCaptureRegion& region = engine_.region;
 
   while (engine_.captureThread.IsRunning()) {
-    if (engine_.platform.monitors) region.screen = FindScreenRect(props.Get(), *engine_.platform.monitors);
+    engine_.FillScreen(props.Get(), region.screen);
     TVideoProps format{};
     UpdateCaptureRegion(props.Get(), engine_.platform, engine_.requestedVideoFormat, region, format);
     engine_.PublishFormat(format);

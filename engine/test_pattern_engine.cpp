@@ -47,7 +47,7 @@ HRESULT TTestPatternEngine::Start(const TAvProps& format, void* context, TFrameC
   }
   if (State() >= eEngineRunning) Stop();
   // A thread that failed may still be on its way out; it reads the start data, so it goes first.
-  StopThread();
+  StopCaptureThread(captureThread);
 
   TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
   requestedVideoFormat = format.video;
@@ -75,7 +75,7 @@ HRESULT TTestPatternEngine::Start(const TAvProps& format, void* context, TFrameC
 HRESULT TTestPatternEngine::Stop() {
   Locked lock(engineLock);
   // Joined whatever the state: after a failure the thread may still be leaving.
-  StopThread();
+  StopCaptureThread(captureThread);
   if (State() > eEngineClosed) {
     SetState(eEngineOpen);
     activeFormat = TAvProps{};
@@ -83,11 +83,6 @@ HRESULT TTestPatternEngine::Stop() {
   return S_OK;
 }
 
-void TTestPatternEngine::StopThread() {
-  // The signal comes first: the thread may sit in a wait of the frame callback that only it ends.
-  SignalCaptureStop();
-  captureThread.Stop(cvplat::kInfinite);
-}
 
 HRESULT TTestPatternEngine::Close() {
   Locked lock(engineLock);

@@ -47,8 +47,6 @@ class TTestPatternEngine : public TCaptureBase<TTestPatternEngine> {
   void CaptureLoop();
   // Ends the capture: the state goes to -1 first, then the callback hears of it.
   void Fail(HRESULT status, const wchar_t* text);
-  // Joins the capture thread, running or leaving, after its stop signal is set.
-  void StopThread();
   // Stops a running capture and starts it anew with the stored request, context and callback.
   HRESULT Restart();
 

@@ -14,7 +14,9 @@
 #include <vector>
 
 #include "platform/com_types.h"
+#include "platform/cursor.h"
 #include "platform/gpu.h"
+#include "platform/key_input.h"
 #include "platform/rect.h"
 
 namespace cvplat {
@@ -134,6 +136,15 @@ struct CapturePlatform {
   // How many times faster than real time the capture's frames are paced: 1 on a real machine; a
   // simulated one may run minutes of capture in seconds, with the same stamps.
   double paceRate = 1.0;
+  // The pointer's picture and the keys, for the overlays; null where the machine can't tell, and then
+  // nothing is drawn.
+  std::shared_ptr<ICursor> cursor;
+  std::shared_ptr<IKeyInput> keys;
+  // The millisecond clock the overlays' deadlines run on; wraps at 2^32. Null: the system's tick.
+  std::function<uint32_t()> tickMs;
+  // A file among the module's resources by id, of the type "CUSTOM" (the overlays' stock images):
+  // its bytes, or the system's error when it can't be found.
+  std::function<HRESULT(uint32_t id, std::vector<uint8_t>* bytes)> resource;
 };
 
 // What the machine has. The Windows and X11 backends fill the seams one by one; a seam the machine

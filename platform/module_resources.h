@@ -1,0 +1,15 @@
+// Files kept among this module's resources, by id, under the resource type "CUSTOM". On Windows they
+// are the module's resources; on Linux the build embeds the same files into the library.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/com_types.h"
+
+namespace cvplat {
+
+// The bytes of resource `id`; the system's error (0x80070716 where no such resource exists) otherwise.
+HRESULT FindModuleResource(uint32_t id, std::vector<uint8_t>* bytes);
+
+}  // namespace cvplat

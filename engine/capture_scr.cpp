@@ -1,6 +1,8 @@
 #include "engine/capture_scr.h"
 
 #include "engine/desktop_duplication.h"
+#include "engine/stock_images.h"
+#include "framelib/frame_factory.h"
 #include "engine/hardware_loop.h"
 #include "engine/software_loop.h"
 #include "media/video_format.h"
@@ -36,7 +38,7 @@ const wchar_t* CaptureModeText(int32_t mode) {
   }
 }
 
-TCaptureSCR::TCaptureSCR(cvplat::CapturePlatform p) : platform(std::move(p)) {}
+TCaptureSCR::TCaptureSCR(cvplat::CapturePlatform p) : platform(std::move(p)), cursor(platform) {}
 
 TCaptureSCR::~TCaptureSCR() {
   engineLock.Enter();
@@ -70,6 +72,7 @@ void TCaptureSCR::PublishFormat(const TVideoProps& video) {
 HRESULT TCaptureSCR::SelectCaptureMode() {
   captureMode.store(eCaptureError, std::memory_order_release);
   ReleaseHardware();
+  ReleaseStockFrames();
 
   TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
   if (tree) tree->FindChild(L"stat", true);
@@ -120,6 +123,8 @@ int32_t TCaptureSCR::InitHardware(bool useDuplication) {
   TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
   const cvplat::GpuDeviceFactory factory = platform.gpu ? platform.gpu : cvplat::GpuDeviceFactory(cvplat::CreateGpuDevice);
   if (gpu.InitDevice(factory, tree.Get()) == 0) return eCaptureGDI;
+  // Without its marks the hardware path isn't complete; what was made stays until ReleaseHardware.
+  if (FAILED(LoadStockTextures())) return eCaptureGDI;
   if (!useDuplication) return eCaptureDirectX;
   return InitDuplication() ? eCaptureDXGI : eCaptureDirectX;
 }
@@ -130,7 +135,39 @@ bool TCaptureSCR::InitDuplication() {
   return SetUpDuplication(platform, gpu.Device(), screenIndex, duplication, outputDesc);
 }
 
-HRESULT TCaptureSCR::InitSoftware() { return S_OK; }
+namespace {
+
+// Both paths load the images in this order, which is the order of kStockIndex*.
+constexpr uint32_t kStockOrder[3] = {kStockLeftClick, kStockRightClick, kStockHighlight};
+
+}  // namespace
+
+HRESULT TCaptureSCR::LoadStockTextures() {
+  for (int i = 0; i < 3; ++i) {
+    TStockBitmap bitmap;
+    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
+    cvplat::IGpuTexture2D* texture = nullptr;
+    if (HRESULT hr = StockTexture(gpu.Device(), bitmap, &texture); FAILED(hr)) return hr;
+    gpu.stockTextures[i] = TRefPtr<cvplat::IGpuTexture2D>::Adopt(texture);
+  }
+  return S_OK;
+}
+
+HRESULT TCaptureSCR::InitSoftware() {
+  TRefPtr<ICVFactory> factory = TRefPtr<ICVFactory>::Adopt(GetFrameFactory());
+  for (int i = 0; i < 3; ++i) {
+    TStockBitmap bitmap;
+    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
+    ICVFrame_I* frame = nullptr;
+    if (HRESULT hr = StockFrame(factory.Get(), bitmap, &frame); FAILED(hr)) return hr;
+    stockFrames[i] = TRefPtr<ICVFrame_I>::Adopt(frame);
+  }
+  return S_OK;
+}
+
+void TCaptureSCR::ReleaseStockFrames() {
+  for (auto& frame : stockFrames) frame.Reset();
+}
 
 void TCaptureSCR::ReleaseHardware() {
   duplication.reset();
@@ -161,6 +198,10 @@ HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback
     activeFormat.audio.bitsPerSample = 16;
   }
   requestedVideoFormat = format.video;
+  {
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    cursor.ResetDeadlines(tree.Get());
+  }
   if (VideoIsValid(requestedVideoFormat)) VideoNormalise(requestedVideoFormat, false);
   region = TCaptureRegion{};
   {
@@ -235,6 +276,10 @@ HRESULT TCaptureSCR::OnPropertyChanged(const wchar_t* name, const wchar_t* value
     return FAILED(hr) ? hr : S_OK;
   }
   if (Is(name, L"capture.audio_device")) return SwitchAudioDevice(value);
+  {
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    if (cursor.OnPropertyChanged(name, tree.Get())) return S_OK;
+  }
   if (Is(name, L"_audio_enabled_")) {
     audioEnabledFlag.store(value && Is(value, L"true"), std::memory_order_relaxed);
     TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();

@@ -15,6 +15,7 @@
 
 #include "engine/capture_base.h"
 #include "engine/capture_region.h"
+#include "engine/cursor_overlay.h"
 #include "engine/gpu_pipeline.h"
 #include "media/av_props.h"
 #include "media/worker_thread.h"
@@ -92,9 +93,17 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   // The output format the loop has just chosen, for FormatCopy.
   void PublishFormat(const TVideoProps& video);
 
+  // Loads the stock pictures of the marks: textures on the gpu device, or frames for the software loop.
+  HRESULT LoadStockTextures();
+  void ReleaseStockFrames();
+
   const cvplat::CapturePlatform platform;
   TWorkerThread captureThread;
   TGpuPipeline gpu;
+  // The pointer's deadlines and picture; the picture outlives the runs.
+  TCursorOverlay cursor;
+  // The stock pictures of the software loop's marks, by kStockIndex*.
+  TRefPtr<ICVFrame_I> stockFrames[3];
   // Set up and dropped by mode selection, the recovery of the DXGI branch and Stop; used by the capture
   // thread alone while it runs.
   std::unique_ptr<cvplat::IDuplication> duplication;

@@ -67,6 +67,8 @@ class TGpuPipeline {
 
   // For the overlay draws, which share the pipeline's objects.
   cvplat::IGpuBlendState* BlendState() const { return blendState_.Get(); }
+  cvplat::IGpuInputLayout* InputLayout() const { return inputLayout_.Get(); }
+  cvplat::IGpuProgram* VertexProgram() const { return vertexProgram_.Get(); }
   cvplat::IGpuProgram* OverlayProgram() const { return overlayProgram_.Get(); }
   cvplat::IGpuProgram* ColouredOverlayProgram() const { return colouredOverlayProgram_.Get(); }
   TRefPtr<cvplat::IGpuSamplerState> Sampler() const { return sampler_.Get(); }

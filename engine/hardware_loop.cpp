@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "engine/cursor_marks.h"
 #include "engine/frame_stamp.h"
 #include "framelib/frame_factory.h"
 #include "platform/kernel.h"
@@ -75,6 +76,7 @@ void THardwareLoop::Run() {
     engine_.PublishFormat(format);
     const int32_t width = format.width;
     const int32_t height = std::abs(format.height);
+    engine_.cursor.UpdateCursorState(props.Get(), cursorState_);
 
     const bool picture = duplicating ? CaptureDuplicated(props.Get()) : CaptureShot(props.Get());
     if (!picture || !workTexture_) {
@@ -83,6 +85,7 @@ void THardwareLoop::Run() {
       continue;
     }
 
+    DrawHardwareMarks(engine_.gpu, engine_.cursor, cursorState_, workTexture_.Get(), region, props.Get());
     TRefPtr<cvplat::IGpuTexture2D> output;
     if (SUCCEEDED(engine_.gpu.RenderOutputFrame(workTexture_.Get(), region, width, height, props.Get(), output))) {
       ReadOutput(output.Get(), format, props.Get());

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "engine/capture_scr.h"
+#include "engine/cursor_overlay.h"
 #include "engine/shot_worker.h"
 #include "media/rate_timer.h"
 
@@ -44,6 +45,7 @@ class THardwareLoop {
   TRefPtr<cvplat::IGpuTexture2D> acquiredImage_;
   int32_t errorCount_ = 0;
   int32_t noFrameCount_ = 0;
+  TCursorState cursorState_;
   TRefPtr<cvplat::IGpuTexture2D> desktopCopy_;
   TRefPtr<cvplat::IGpuTexture2D> workTexture_;
   TRefPtr<cvplat::IGpuTexture2D> regionCopy_;

@@ -1,5 +1,6 @@
 #include "engine/software_loop.h"
 
+#include "engine/cursor_marks.h"
 #include "engine/frame_stamp.h"
 #include "framelib/frame_factory.h"
 #include "platform/kernel.h"
@@ -24,6 +25,7 @@ void TSoftwareLoop::Run() {
     TVideoProps format{};
     UpdateCaptureRegion(props.Get(), engine_.platform, engine_.requestedVideoFormat, region, format);
     engine_.PublishFormat(format);
+    engine_.cursor.UpdateCursorState(props.Get(), cursorState_);
     const TScaleOptions scale = BuildScaleOptions(props.Get(), format);
 
     // Unscaled: a wait of so many 100 ns units, unlike the hardware loop's milliseconds.
@@ -43,6 +45,9 @@ void TSoftwareLoop::Run() {
     StampFrame(region.fps, props.Get(), shot.Get(), frameCounter_);
     const std::wstring background = props ? props->GetString(L"capture.background_color") : std::wstring();
     FillOutsideVisible(shot.Get(), region.current, region.visible, background.c_str());
+    ICVFrame_I* const stock[3] = {engine_.stockFrames[0].Get(), engine_.stockFrames[1].Get(),
+                                  engine_.stockFrames[2].Get()};
+    DrawSoftwareMarks(factory_.Get(), stock, engine_.cursor, cursorState_, shot.Get(), region, props.Get());
 
     ICVFrame_I* converted = nullptr;
     if (FAILED(shot->FrameConvert(scale.pixelFormat, scale.width, scale.height, 0, &converted,

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "engine/capture_scr.h"
+#include "engine/cursor_overlay.h"
 #include "engine/scale_request.h"
 #include "engine/shot_worker.h"
 #include "media/rate_timer.h"
@@ -25,4 +26,5 @@ class TSoftwareLoop {
   int64_t frameCounter_ = 0;
   TRefPtr<TRateTimer> rateTimer_;
   TShotWorker shotWorker_;
+  TCursorState cursorState_;
 };

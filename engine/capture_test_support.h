@@ -79,6 +79,11 @@ class CaptureSink {
     return lastPicture_;
   }
   void RefuseAt(int64_t counter) { refuseAt_.store(counter); }
+  // Called with every delivered frame and its picture (top row first), on the capture thread.
+  void Inspect(std::function<void(const Delivery&, const std::vector<uint8_t>&)> inspect) {
+    std::lock_guard lock(mutex_);
+    inspect_ = std::move(inspect);
+  }
 
  private:
   HRESULT Take(ICVFrame_I* frame, int64_t counter, const wchar_t*) {
@@ -119,6 +124,7 @@ class CaptureSink {
                     pixels + static_cast<size_t>(from) * props.video.rowBytes, static_cast<size_t>(rowBytes));
       }
     }
+    if (inspect_) inspect_(d, lastPicture_);
     frames_.push_back(d);
     changed_.notify_all();
     if (counter == refuseAt_.load()) {
@@ -132,6 +138,7 @@ class CaptureSink {
   std::condition_variable changed_;
   std::vector<Delivery> frames_;
   std::vector<uint8_t> lastPicture_;
+  std::function<void(const Delivery&, const std::vector<uint8_t>&)> inspect_;
   int failures_ = 0;
   std::atomic<int64_t> refuseAt_{-1};
 };

@@ -4,11 +4,6 @@
 #include "media/rate_timer.h"
 #include "props/xml_node.h"
 
-HRESULT TCaptureSCR::UpdateFrame(ICVFrame_I*, int64_t) {
-  // The timecode and key lines are drawn here once the text overlays exist.
-  return S_OK;
-}
-
 HRESULT TCaptureSCR::FinishTWFrame(ICVFrame_I* frame, TRateTimer& rateTimer, int64_t& frameCounter) {
   if (region.shot_time != 0) frame->LabelSet(L"crtm", 0, region.shot_time);
 

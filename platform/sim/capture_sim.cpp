@@ -1,6 +1,7 @@
 #include "platform/sim/capture_sim.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <utility>
@@ -44,7 +45,125 @@ bool SameRect(const TRect& a, const TRect& b) {
 }
 bool EmptyRect(const TRect& r) { return r.left >= r.right || r.top >= r.bottom; }
 
+// ---- pointer shapes ----
+
+constexpr int32_t kArrowWidth = 12;
+constexpr int32_t kArrowHeight = 19;
+
+// How much of each pixel of a 12 x 19 picture the arrow covers, from 0 to 16 of a 4 x 4 grid of
+// samples, top row first.
+std::vector<int> ArrowCoverage() {
+  struct Point {
+    double x, y;
+  };
+  static constexpr Point kOutline[] = {{0, 0}, {0, 17}, {4, 13}, {7, 19}, {9, 18}, {6, 12}, {11, 12}};
+  const auto inside = [](double x, double y) {
+    bool in = false;
+    for (size_t i = 0, j = std::size(kOutline) - 1; i < std::size(kOutline); j = i++) {
+      const Point& a = kOutline[i];
+      const Point& b = kOutline[j];
+      if ((a.y > y) != (b.y > y) && x < (b.x - a.x) * (y - a.y) / (b.y - a.y) + a.x) in = !in;
+    }
+    return in;
+  };
+  std::vector<int> coverage(size_t{kArrowWidth} * kArrowHeight, 0);
+  for (int32_t y = 0; y < kArrowHeight; ++y)
+    for (int32_t x = 0; x < kArrowWidth; ++x)
+      for (int sy = 0; sy < 4; ++sy)
+        for (int sx = 0; sx < 4; ++sx)
+          if (inside(x + (sx + 0.5) / 4, y + (sy + 0.5) / 4)) ++coverage[size_t(y) * kArrowWidth + size_t(x)];
+  return coverage;
+}
+
+// Whether the pixel and its four neighbours all pass `test`: the arrow's inside, away from its outline.
+template <class Test>
+bool Interior(int32_t x, int32_t y, Test test) {
+  static constexpr int32_t kSteps[][2] = {{0, 0}, {1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+  for (const auto& step : kSteps) {
+    const int32_t nx = x + step[0];
+    const int32_t ny = y + step[1];
+    if (nx < 0 || ny < 0 || nx >= kArrowWidth || ny >= kArrowHeight || !test(nx, ny)) return false;
+  }
+  return true;
+}
+
+// `s` premultiplied over `d`, byte by byte, as the system blends a pointer with alpha.
+uint32_t BlendOver(uint32_t s, uint32_t d) {
+  const uint32_t keep = 255 - (s >> 24);
+  uint32_t out = 0;
+  for (int shift = 0; shift < 32; shift += 8) {
+    const uint32_t v = ((s >> shift) & 0xFF) + (((d >> shift) & 0xFF) * keep + 127) / 255;
+    out |= std::min<uint32_t>(v, 255) << shift;
+  }
+  return out;
+}
+
+// A monochrome pointer's pixel over `d`: its AND plane, then its XOR plane.
+uint32_t MonochromeOver(uint32_t code, uint32_t d) {
+  constexpr uint32_t kPlane = 0x00FFFFFFu;
+  switch (code) {
+    case SimPointerShape::kBlack: return 0;
+    case SimPointerShape::kWhite: return kPlane;
+    case SimPointerShape::kInvert: return (d & kPlane) ^ kPlane;
+    default: return d & kPlane;
+  }
+}
+
+std::array<std::wstring, 256> DefaultKeyNames() {
+  std::array<std::wstring, 256> names;
+  for (uint32_t vk : {0x10u, 0xA0u, 0xA1u}) names[vk] = L"Shift";
+  for (uint32_t vk : {0x11u, 0xA2u, 0xA3u}) names[vk] = L"Ctrl";
+  for (uint32_t vk : {0x12u, 0xA4u, 0xA5u}) names[vk] = L"Alt";
+  for (wchar_t c = L'0'; c <= L'9'; ++c) names[c] = std::wstring(1, c);
+  for (wchar_t c = L'A'; c <= L'Z'; ++c) names[c] = std::wstring(1, c);
+  names[0x20] = L"Space";
+  names[0x0D] = L"Enter";
+  names[0x1B] = L"Esc";
+  names[0x09] = L"Tab";
+  for (uint32_t n = 1; n <= 12; ++n) names[0x6F + n] = L"F" + std::to_wstring(n);
+  return names;
+}
+
+// The general modifier that a side one (0xA0 .. 0xA5) also holds down; 0 for every other key.
+uint32_t GeneralOf(uint32_t vk) { return vk >= 0xA0 && vk <= 0xA5 ? 0x10 + (vk - 0xA0) / 2 : 0; }
+
 }  // namespace
+
+SimPointerShape SimPointerShape::ColourArrow() {
+  const std::vector<int> coverage = ArrowCoverage();
+  const auto full = [&](int32_t x, int32_t y) { return coverage[size_t(y) * kArrowWidth + size_t(x)] == 16; };
+  SimPointerShape shape{kArrowWidth, kArrowHeight, 0, 0, true, {}};
+  shape.pixels.resize(coverage.size());
+  for (int32_t y = 0; y < kArrowHeight; ++y)
+    for (int32_t x = 0; x < kArrowWidth; ++x) {
+      const uint32_t a = static_cast<uint32_t>(coverage[size_t(y) * kArrowWidth + size_t(x)] * 255 + 8) / 16;
+      const uint32_t grey = Interior(x, y, full) ? a : 0;  // white inside, premultiplied; black outline
+      shape.pixels[size_t(y) * kArrowWidth + size_t(x)] = a << 24 | grey << 16 | grey << 8 | grey;
+    }
+  return shape;
+}
+
+SimPointerShape SimPointerShape::MonochromeIBeam() {
+  SimPointerShape shape{9, 16, 4, 8, false, std::vector<uint32_t>(9 * 16, kTransparent)};
+  for (int32_t y = 0; y < 16; ++y) shape.pixels[size_t(y) * 9 + 4] = kInvert;
+  for (int32_t x = 1; x < 8; ++x) {
+    shape.pixels[size_t(x)] = kInvert;
+    shape.pixels[15 * 9 + size_t(x)] = kInvert;
+  }
+  return shape;
+}
+
+SimPointerShape SimPointerShape::MonochromeArrow() {
+  const std::vector<int> coverage = ArrowCoverage();
+  const auto in = [&](int32_t x, int32_t y) { return coverage[size_t(y) * kArrowWidth + size_t(x)] >= 8; };
+  SimPointerShape shape{kArrowWidth, kArrowHeight, 0, 0, false, {}};
+  shape.pixels.resize(coverage.size());
+  for (int32_t y = 0; y < kArrowHeight; ++y)
+    for (int32_t x = 0; x < kArrowWidth; ++x)
+      shape.pixels[size_t(y) * kArrowWidth + size_t(x)] =
+          !in(x, y) ? kTransparent : Interior(x, y, in) ? kWhite : kBlack;
+  return shape;
+}
 
 struct SimDesktop::State {
   std::mutex lock;
@@ -59,6 +178,15 @@ struct SimDesktop::State {
   int32_t pointerY = 100;
   bool changing = false;
   uint32_t tick = 0;
+
+  uint64_t pointerHandle = 1;
+  std::map<uint64_t, SimPointerShape> shapes{{1, SimPointerShape::ColourArrow()}};
+  bool failRender = false;
+  bool failShape = false;
+  std::array<bool, 256> keyHeld{};
+  std::array<bool, 256> keyLatched{};  // went down since the last poll of that key
+  std::array<std::wstring, 256> keyNames = DefaultKeyNames();
+  uint32_t clockMs = 1000;
 
   std::vector<FailRule> shotRules;
   HRESULT outputsResult = S_OK;
@@ -79,6 +207,9 @@ struct SimDesktop::State {
   int acquires = 0;
   int imagesHeld = 0;
   int releaseFrameCalls = 0;
+  int renderCalls = 0;
+  int shapeCalls = 0;
+  int keyPolls = 0;
 
   // Callers hold `lock`.
   uint32_t Pixel(int32_t x, int32_t y) const {
@@ -306,6 +437,9 @@ CapturePlatform SimDesktop::Platform(GpuDeviceFactory gpu) {
   platform.pointer = self;
   platform.duplication = self;
   platform.makeGrabber = [self] { return self->MakeGrabber(); };
+  platform.cursor = self;
+  platform.keys = self;
+  platform.tickMs = [self] { return self->ClockMs(); };
   if (gpu) {
     platform.gpu = std::move(gpu);
   } else {
@@ -406,6 +540,67 @@ void SimDesktop::MovePointerOnly() {
   state_->pointerOnly = true;
 }
 
+void SimDesktop::SetPointerShape(uint64_t handle, SimPointerShape shape) {
+  if (handle == 0) return;
+  shape.width = std::max(shape.width, 0);
+  shape.height = std::max(shape.height, 0);
+  // Pixels the script left out are see-through, so Render never reads past them.
+  shape.pixels.resize(size_t(shape.width) * size_t(shape.height), shape.colour ? 0u : SimPointerShape::kTransparent);
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->shapes[handle] = std::move(shape);
+  state_->pointerHandle = handle;
+}
+
+void SimDesktop::FailRender(bool fail) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->failRender = fail;
+}
+
+void SimDesktop::FailShape(bool fail) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->failShape = fail;
+}
+
+void SimDesktop::PressKey(uint32_t vk) {
+  if (vk >= 256) return;
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->keyHeld[vk] = true;
+  state_->keyLatched[vk] = true;
+  if (const uint32_t general = GeneralOf(vk)) state_->keyLatched[general] = true;
+}
+
+void SimDesktop::ReleaseKey(uint32_t vk) {
+  if (vk >= 256) return;
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->keyHeld[vk] = false;
+}
+
+void SimDesktop::TapKey(uint32_t vk) {
+  PressKey(vk);
+  ReleaseKey(vk);
+}
+
+void SimDesktop::SetKeyName(uint32_t vk, std::wstring name) {
+  if (vk >= 256) return;
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->keyNames[vk] = std::move(name);
+}
+
+void SimDesktop::SetClockMs(uint32_t ms) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->clockMs = ms;
+}
+
+void SimDesktop::AdvanceClockMs(uint32_t ms) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->clockMs += ms;
+}
+
+uint32_t SimDesktop::ClockMs() {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->clockMs;
+}
+
 int SimDesktop::Shots() {
   std::lock_guard<std::mutex> hold(state_->lock);
   return state_->shots;
@@ -438,6 +633,19 @@ int SimDesktop::ReleaseFrameCalls() {
 uint32_t SimDesktop::LastAcquireTimeout() {
   std::lock_guard<std::mutex> hold(state_->lock);
   return state_->lastAcquireTimeout;
+}
+
+int SimDesktop::RenderCalls() {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->renderCalls;
+}
+int SimDesktop::ShapeCalls() {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->shapeCalls;
+}
+int SimDesktop::KeyPolls() {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->keyPolls;
 }
 
 bool SimDesktop::AtLeast(uint32_t major, uint32_t minor) {
@@ -492,5 +700,67 @@ HRESULT SimDesktop::Outputs(IGpuDevice* device, std::unique_ptr<IGpuOutputs>* ou
 }
 
 std::unique_ptr<IScreenGrabber> SimDesktop::MakeGrabber() { return std::make_unique<SimGrabber>(state_); }
+
+bool SimDesktop::Query(CursorState* cursor) {
+  if (!cursor) return false;
+  std::lock_guard<std::mutex> hold(state_->lock);
+  cursor->showing = state_->pointerShowing;
+  cursor->handle = state_->pointerHandle;
+  cursor->x = state_->pointerX;
+  cursor->y = state_->pointerY;
+  return true;
+}
+
+bool SimDesktop::Shape(uint64_t handle, CursorShape* shape) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  ++state_->shapeCalls;
+  const auto it = state_->shapes.find(handle);
+  if (state_->failShape || it == state_->shapes.end() || !shape) return false;
+  const SimPointerShape& s = it->second;
+  shape->hotX = s.hotX;
+  shape->hotY = s.hotY;
+  shape->colour = s.colour;
+  shape->width = s.width;
+  shape->height = s.colour ? s.height : 2 * s.height;  // the mask's AND plane above its XOR plane
+  return true;
+}
+
+HRESULT SimDesktop::Render(uint64_t handle, int32_t width, int32_t height, uint32_t* pixels) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  ++state_->renderCalls;
+  const auto it = state_->shapes.find(handle);
+  if (state_->failRender || it == state_->shapes.end()) return E_FAIL;
+  if (!pixels || width <= 0 || height <= 0) return E_INVALIDARG;
+  const SimPointerShape& s = it->second;
+  const int32_t w = std::min(width, s.width);
+  const int32_t h = std::min(height, s.height);
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      uint32_t& d = pixels[size_t(y) * size_t(width) + size_t(x)];
+      const uint32_t p = s.pixels[size_t(y) * size_t(s.width) + size_t(x)];
+      d = s.colour ? BlendOver(p, d) : MonochromeOver(p, d);
+    }
+  return S_OK;
+}
+
+bool SimDesktop::KeyDown(uint32_t vk) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  State& s = *state_;
+  ++s.keyPolls;
+  if (vk >= 256) return false;
+  bool down = s.keyHeld[vk] || s.keyLatched[vk];
+  if (vk >= 0x10 && vk <= 0x12) {
+    const uint32_t left = 0xA0 + 2 * (vk - 0x10);
+    down = down || s.keyHeld[left] || s.keyHeld[left + 1];
+  }
+  s.keyLatched[vk] = false;
+  return down;
+}
+
+std::wstring SimDesktop::KeyName(uint32_t vk) {
+  if (vk >= 256) return {};
+  std::lock_guard<std::mutex> hold(state_->lock);
+  return state_->keyNames[vk];
+}
 
 }  // namespace cvplat

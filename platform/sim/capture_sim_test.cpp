@@ -245,5 +245,127 @@ TEST(SimDesktop, HeldImagesAreCountedAndGoWithTheirDuplication) {
   EXPECT_EQ(faults.LiveObjects(), 0);
 }
 
+// Renders pointer `handle` onto a surface of its own size whose bytes are all `fill`.
+std::vector<uint32_t> RenderOn(ICursor& cursor, uint64_t handle, const SimPointerShape& shape, uint8_t fill) {
+  std::vector<uint32_t> surface(shape.pixels.size(), 0x01010101u * fill);
+  EXPECT_EQ(cursor.Render(handle, shape.width, shape.height, surface.data()), S_OK);
+  return surface;
+}
+
+TEST(SimDesktop, PointerShapesDrawAsTheSystemDrawsThem) {
+  auto desktop = SimDesktop::Create();
+  ICursor& cursor = *desktop->Platform().cursor;
+  CursorState state;
+  CursorShape shape;
+  ASSERT_TRUE(cursor.Query(&state));
+  EXPECT_TRUE(state.showing && state.handle == 1 && state.x == 100);
+
+  // The colour arrow is premultiplied with soft edges. Over 0x00 bytes it comes out as it is; over 0xFF
+  // bytes every byte, alpha too, becomes src + 255 - alpha, so alpha is 255 throughout.
+  const SimPointerShape arrow = SimPointerShape::ColourArrow();
+  ASSERT_TRUE(cursor.Shape(1, &shape));
+  EXPECT_TRUE(shape.colour && shape.height == arrow.height);
+  EXPECT_EQ(RenderOn(cursor, 1, arrow, 0x00), arrow.pixels);
+  const std::vector<uint32_t> overWhite = RenderOn(cursor, 1, arrow, 0xFF);
+  int soft = 0;
+  for (size_t i = 0; i < arrow.pixels.size(); ++i) {
+    const uint32_t p = arrow.pixels[i], a = p >> 24;
+    soft += a > 0 && a < 255;
+    for (int shift = 0; shift < 32; shift += 8) {
+      ASSERT_LE((p >> shift) & 0xFF, a) << i;
+      ASSERT_EQ((overWhite[i] >> shift) & 0xFF, ((p >> shift) & 0xFF) + 255 - a) << i;
+    }
+  }
+  EXPECT_GT(soft, 0);
+
+  // The I-beam only inverts: white over black, black over white, the surface elsewhere; alpha stays 0 as
+  // the system's drawing of a two-plane pointer leaves it. Its mask is twice its height.
+  const SimPointerShape beam = SimPointerShape::MonochromeIBeam();
+  desktop->SetPointerShape(7, beam);
+  desktop->SetPointer(false, -3, 4);
+  ASSERT_TRUE(cursor.Query(&state));
+  EXPECT_TRUE(!state.showing && state.handle == 7 && state.x == -3);
+  ASSERT_TRUE(cursor.Shape(7, &shape));
+  EXPECT_TRUE(!shape.colour && shape.height == 2 * beam.height);
+  const std::vector<uint32_t> beamBlack = RenderOn(cursor, 7, beam, 0x00), beamWhite = RenderOn(cursor, 7, beam, 0xFF);
+  int stroke = 0;
+  for (size_t i = 0; i < beam.pixels.size(); ++i) {
+    const bool inverts = beam.pixels[i] == SimPointerShape::kInvert;
+    ASSERT_TRUE(inverts || beam.pixels[i] == SimPointerShape::kTransparent);
+    stroke += inverts;
+    ASSERT_EQ(beamBlack[i], inverts ? 0x00FFFFFFu : 0u) << i;
+    ASSERT_EQ(beamWhite[i], inverts ? 0u : 0x00FFFFFFu) << i;
+  }
+  EXPECT_GT(stroke, 16);
+
+  // The monochrome arrow paints fixed colours, both of them, the same on either surface.
+  const SimPointerShape mono = SimPointerShape::MonochromeArrow();
+  desktop->SetPointerShape(8, mono);
+  const std::vector<uint32_t> monoBlack = RenderOn(cursor, 8, mono, 0x00), monoWhite = RenderOn(cursor, 8, mono, 0xFF);
+  int counts[4] = {};
+  for (size_t i = 0; i < mono.pixels.size(); ++i) {
+    ++counts[mono.pixels[i] & 3];
+    if (mono.pixels[i] == SimPointerShape::kTransparent) continue;
+    ASSERT_EQ(monoBlack[i], mono.pixels[i] == SimPointerShape::kBlack ? 0u : 0x00FFFFFFu) << i;
+    ASSERT_EQ(monoWhite[i], monoBlack[i]) << i;
+  }
+  EXPECT_TRUE(counts[SimPointerShape::kBlack] > 0 && counts[SimPointerShape::kWhite] > 0);
+  EXPECT_EQ(counts[SimPointerShape::kInvert], 0);
+
+  // A smaller surface gets the part that fits; unknown handles and scripted failures fail.
+  std::vector<uint32_t> small(4 * 3 + 1, 0xABABABABu);
+  EXPECT_EQ(cursor.Render(7, 4, 3, small.data()), S_OK);
+  EXPECT_EQ(small[1], 0x00545454u);  // the serif inverts
+  EXPECT_EQ(small[12], 0xABABABABu);
+  EXPECT_EQ(cursor.Render(99, 4, 3, small.data()), E_FAIL);
+  desktop->FailRender(true);
+  desktop->FailShape(true);
+  EXPECT_EQ(cursor.Render(1, 4, 3, small.data()), E_FAIL);
+  EXPECT_FALSE(cursor.Shape(1, &shape));
+  EXPECT_EQ(desktop->RenderCalls(), 9);
+  EXPECT_EQ(desktop->ShapeCalls(), 3);
+}
+
+TEST(SimDesktop, KeysHeldTappedAndSideModifiersWithTheirNamesAndTheClock) {
+  auto desktop = SimDesktop::Create();
+  const CapturePlatform platform = desktop->Platform();
+  IKeyInput& keys = *platform.keys;
+  desktop->PressKey('A');
+  EXPECT_TRUE(keys.KeyDown('A'));
+  EXPECT_TRUE(keys.KeyDown('A'));  // held: down at every poll
+  desktop->ReleaseKey('A');
+  EXPECT_FALSE(keys.KeyDown('A'));
+  // A press shorter than the time between two polls shows at exactly one poll.
+  desktop->TapKey('B');
+  EXPECT_TRUE(keys.KeyDown('B'));
+  EXPECT_FALSE(keys.KeyDown('B'));
+
+  // A side modifier holds its general key for as long as either side is down.
+  desktop->PressKey(0xA1);
+  desktop->PressKey(0xA0);
+  desktop->ReleaseKey(0xA1);
+  EXPECT_TRUE(keys.KeyDown(0x10));
+  EXPECT_TRUE(keys.KeyDown(0xA1));  // up, but went down since the last poll
+  EXPECT_FALSE(keys.KeyDown(0xA1));
+  desktop->ReleaseKey(0xA0);
+  EXPECT_FALSE(keys.KeyDown(0x10));
+  desktop->TapKey(0xA4);
+  EXPECT_FALSE(keys.KeyDown(0x11));
+  EXPECT_TRUE(keys.KeyDown(0x12));
+  EXPECT_FALSE(keys.KeyDown(0x12));
+  EXPECT_EQ(desktop->KeyPolls(), 12);
+
+  EXPECT_EQ(keys.KeyName(0xA3), L"Ctrl");
+  EXPECT_EQ(keys.KeyName(0x7B), L"F12");
+  for (uint32_t vk : {1u, 2u, 4u, 0xFFu, 0x100u}) EXPECT_EQ(keys.KeyName(vk), L"") << vk;
+  desktop->SetKeyName('A', L"Q");
+  EXPECT_EQ(keys.KeyName('A'), L"Q");
+
+  EXPECT_EQ(platform.tickMs(), 1000u);
+  desktop->SetClockMs(0xFFFFFFF0u);
+  desktop->AdvanceClockMs(0x20);
+  EXPECT_EQ(platform.tickMs(), 0x10u);
+}
+
 }  // namespace
 }  // namespace cvplat::gputest

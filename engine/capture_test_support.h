@@ -162,6 +162,9 @@ struct SimCapture {
     root->SetString(L"capture.frame_size", L"640x360");
     root->SetString(L"capture.memory_format", memory);
     root->SetDouble(L"capture.fps_limit", 60.0);
+    // Frames show the bare desktop unless a test asks for the marks.
+    root->SetString(L"capture.show_mouse", L"hide");
+    root->SetString(L"capture.highlight_mouse", L"hide");
     tree.Set(root.Get());
     cvplat::CapturePlatform platform = desktop->Platform(faults.Factory());
     platform.paceRate = paceRate;

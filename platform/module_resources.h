@@ -9,6 +9,9 @@
 
 namespace cvplat {
 
+// What the system answers for an id that no resource of the type has.
+inline constexpr HRESULT CV_E_RESOURCE_NOT_FOUND = static_cast<HRESULT>(0x80070716u);
+
 // The bytes of resource `id`; the system's error (0x80070716 where no such resource exists) otherwise.
 HRESULT FindModuleResource(uint32_t id, std::vector<uint8_t>* bytes);
 

@@ -79,6 +79,14 @@ TEST_F(ModuleResources, RegistrationScriptsNameTheClassAndLibrary) {
   EXPECT_NE(cls.find("ThreadingModel = s 'Free'"), std::string::npos);
 }
 
+TEST_F(ModuleResources, TheOverlaysStockImagesLieBesideTheModulesOwn) {
+  for (int id : {107, 108, 109}) {
+    const std::string file = Bytes(L"CUSTOM", id);
+    ASSERT_EQ(file.size(), 54u + 100 * 100 * 4) << id;
+    EXPECT_EQ(file.substr(0, 2), "BM") << id;
+  }
+}
+
 TEST_F(ModuleResources, TypeLibraryHoldsTheOneClass) {
   ITypeLib* library = nullptr;
   ASSERT_EQ(LoadTypeLibEx(CV_MODULE_FILE_W, REGKIND_NONE, &library), S_OK);

@@ -8,6 +8,7 @@
 
 #include "platform/auto_obj.h"
 #include "platform/cpu_gpu/cpu_gpu.h"
+#include "platform/module_resources.h"
 
 namespace cvplat {
 
@@ -199,6 +200,7 @@ struct SimDesktop::State {
   std::vector<FailRule> releaseRules;
   bool stillGivesImage = false;
   bool pointerOnly = false;
+  std::map<uint32_t, std::optional<std::vector<uint8_t>>> resources;  // nullopt: removed
 
   int shots = 0;
   int liveGrabbers = 0;
@@ -440,6 +442,19 @@ CapturePlatform SimDesktop::Platform(GpuDeviceFactory gpu) {
   platform.cursor = self;
   platform.keys = self;
   platform.tickMs = [self] { return self->ClockMs(); };
+  platform.resource = [self](uint32_t id, std::vector<uint8_t>* bytes) -> HRESULT {
+    if (!bytes) return E_POINTER;
+    {
+      std::lock_guard<std::mutex> hold(self->state_->lock);
+      const auto found = self->state_->resources.find(id);
+      if (found != self->state_->resources.end()) {
+        if (!found->second) return CV_E_RESOURCE_NOT_FOUND;
+        *bytes = *found->second;
+        return S_OK;
+      }
+    }
+    return FindModuleResource(id, bytes);
+  };
   if (gpu) {
     platform.gpu = std::move(gpu);
   } else {
@@ -448,6 +463,16 @@ CapturePlatform SimDesktop::Platform(GpuDeviceFactory gpu) {
     };
   }
   return platform;
+}
+
+void SimDesktop::SetResource(uint32_t id, std::vector<uint8_t> bytes) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->resources[id] = std::move(bytes);
+}
+
+void SimDesktop::RemoveResource(uint32_t id) {
+  std::lock_guard<std::mutex> hold(state_->lock);
+  state_->resources[id] = std::nullopt;
 }
 
 void SimDesktop::SetVersion(uint32_t major, uint32_t minor) {

@@ -76,6 +76,10 @@ class SimDesktop : public ISystemVersion,
   void SetForeground(uint64_t handle);  // 0: none
   // Where the pointer's hot spot is and whether it shows, for both IPointerPosition and ICursor.
   void SetPointer(bool showing, int32_t x, int32_t y);
+  // The module's files as Platform()'s `resource` answers them: the bytes set here, the system's "not
+  // found" for an id removed here, the module's own files (FindModuleResource) for any other id.
+  void SetResource(uint32_t id, std::vector<uint8_t> bytes);
+  void RemoveResource(uint32_t id);
   // A changing desktop advances its tick by one with each shot and each acquired image; a still one
   // keeps it. SetTick moves it by hand.
   void SetChanging(bool changing);

@@ -1,23 +1,17 @@
 // The pieces of the marks that a whole capture can't pin down: the deadline texts, the merge of a
-// two-plane pointer, the disc's tint, and where a quad lands in the texture of `current`.
+// two-plane pointer and the disc's tint. Where the marks land is proven in running captures.
 #include "engine/cursor_marks.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 #include "framelib/frame_factory.h"
 #include "media/colour_formats.h"
-#include "platform/cpu_gpu/cpu_gpu.h"
-#include "platform/cpu_gpu/gpu_test_support.h"
 #include "props/xml_node.h"
 
 namespace {
 
-using namespace cvplat;
-using cvplat::gputest::Bgra;
-using cvplat::gputest::Picture;
 
 TEST(VisibilityDeadline, FormsAndFallBacks) {
   EXPECT_EQ(ParseVisibilityDeadline(L"Show", 500), kDeadlineAlways);
@@ -86,94 +80,6 @@ TEST(TintHighlightFrame, TopByteIsATransparency) {
   TRefPtr<ICVFrame_I> wrong = TRefPtr<ICVFrame_I>::Adopt(argb);
   EXPECT_EQ(TintHighlightFrame(wrong.Get(), 0, factory.Get(), &made), CV_E_FORMAT_REFUSED);
   EXPECT_EQ(made, nullptr);
-}
-
-HRESULT CpuDevice(IGpuDevice** device, UINT* level, IGpuContext** context) {
-  return CreateCpuGpuDevice({}, device, level, context);
-}
-
-// A pipeline on the CPU twin and a work texture of `current` filled with one colour.
-struct QuadRig {
-  explicit QuadRig(TRect current) : region{current, current, current, current, 0, 30} {
-    props->SetString(L"capture.sampler_type", L"point");
-    EXPECT_EQ(gpu.InitDevice(CpuDevice, props.Get()), 1);
-    target = Texture(Picture::Filled(RectWidth(current), RectHeight(current), kGrey), true);
-  }
-  TRefPtr<IGpuTexture2D> Texture(const Picture& p, bool renderTarget) {
-    GpuTexture2DDesc desc;
-    desc.width = p.width;
-    desc.height = p.height;
-    desc.bindFlags = kGpuBindShaderResource | (renderTarget ? kGpuBindRenderTarget : 0);
-    const GpuSubresourceData data{p.pixels.data(), p.width * 4, 0};
-    IGpuTexture2D* t = nullptr;
-    EXPECT_EQ(gpu.Device()->CreateTexture2D(&desc, &data, &t), S_OK);
-    return TRefPtr<IGpuTexture2D>::Adopt(t);
-  }
-  Picture Read() {
-    Picture out;
-    gpu.ReadBack(target.Get(), [&](const uint8_t* data, uint32_t pitch, uint32_t w, uint32_t h) {
-      out = Picture::Filled(w, h, {});
-      for (uint32_t y = 0; y < h; ++y) std::memcpy(&out.At(0, y), data + size_t{y} * pitch, size_t{w} * 4);
-    });
-    return out;
-  }
-  // The bounding box of the pixels that differ from the grey the target began with.
-  TRect Changed() {
-    const Picture p = Read();
-    TRect box{INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN};
-    for (UINT y = 0; y < p.height; ++y) {
-      for (UINT x = 0; x < p.width; ++x) {
-        if (p.At(x, y) == kGrey) continue;
-        box = {std::min<int32_t>(box.left, x), std::min<int32_t>(box.top, y), std::max<int32_t>(box.right, x + 1),
-               std::max<int32_t>(box.bottom, y + 1)};
-      }
-    }
-    return box;
-  }
-
-  static constexpr Bgra kGrey{128, 128, 128, 255};
-  XMLParse::XMLNodePtr props = XMLParse::CoXMLNode::Create(L"t-props");
-  TGpuPipeline gpu;
-  TCaptureRegion region;
-  TRefPtr<IGpuTexture2D> target;
-};
-
-TEST(DrawOverlayTexture, LandsOnTheRectangleOfCurrentAndIsCutAtItsEdge) {
-  // `current` away from the origin, so every coordinate must be taken relative to it.
-  QuadRig rig({1000, 500, 1200, 600});
-  const TRefPtr<IGpuTexture2D> red = rig.Texture(Picture::Filled(10, 10, gputest::kRed), false);
-  EXPECT_EQ(DrawOverlayTexture(rig.gpu, rig.target.Get(), rig.region, red.Get(), {1050, 520, 1060, 530}, nullptr), S_OK);
-  const TRect inside = rig.Changed();
-  EXPECT_EQ(inside.left, 50);
-  EXPECT_EQ(inside.top, 20);
-  EXPECT_EQ(inside.right, 60);
-  EXPECT_EQ(inside.bottom, 30);
-  EXPECT_EQ(rig.Read().At(55, 25), gputest::kRed);
-
-  // Half over the right edge: what lies outside is cut, the rest drawn.
-  QuadRig edge({0, 0, 200, 100});
-  EXPECT_EQ(DrawOverlayTexture(edge.gpu, edge.target.Get(), edge.region, red.Get(), {195, 40, 205, 50}, nullptr), S_OK);
-  EXPECT_EQ(edge.Changed().left, 195);
-  EXPECT_EQ(edge.Changed().right, 200);
-
-  // Wholly outside: nothing is drawn and the answer says so.
-  QuadRig outside({0, 0, 200, 100});
-  EXPECT_EQ(DrawOverlayTexture(outside.gpu, outside.target.Get(), outside.region, red.Get(), {210, 40, 220, 50},
-                               nullptr),
-            S_FALSE);
-  EXPECT_EQ(outside.Changed().left, INT32_MAX);
-}
-
-TEST(DrawOverlayTexture, ColourTurnsTheMaskIntoADisc) {
-  QuadRig rig({0, 0, 200, 100});
-  // A full mask (252 in red, where the coloured program reads it) in pure blue at no transparency.
-  const TRefPtr<IGpuTexture2D> mask = rig.Texture(Picture::Filled(10, 10, Bgra{252, 252, 252, 0}), false);
-  const uint32_t blue = 0x00FF0000u;
-  ASSERT_EQ(DrawOverlayTexture(rig.gpu, rig.target.Get(), rig.region, mask.Get(), {20, 20, 30, 30}, &blue), S_OK);
-  const Bgra p = rig.Read().At(25, 25);
-  // Straight blend of colour (0, 0, 252 / 255 blue) at alpha 252 / 255 over grey 128.
-  EXPECT_NEAR(p.b, 252 * 252 / 255.0 + 128 * 3 / 255.0, 1.0);
-  EXPECT_NEAR(p.r, 128 * 3 / 255.0, 1.0);
 }
 
 }  // namespace

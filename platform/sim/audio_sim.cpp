@@ -255,6 +255,7 @@ class SimStream final : public IAudioStream {
     s_.startIndex = s_.nextIndex;
     s_.emptySincePacket = 0;
     ++s_.endpoint->counters.starts;
+    state_->changed.notify_all();
     return S_OK;
   }
 
@@ -475,6 +476,16 @@ bool SimAudio::WaitDrained(uint32_t timeoutMs) {
       if (s->holding || state_->SkipLost(*s)) return false;
     }
     return true;
+  });
+}
+
+bool SimAudio::WaitStarted(const std::wstring& id, uint32_t timeoutMs) {
+  std::unique_lock lock(state_->lock);
+  EndpointState* e = state_->Find(id);
+  if (!e) return false;
+  return state_->changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this, e] {
+    return std::any_of(state_->streams.begin(), state_->streams.end(),
+                       [e](const StreamState* s) { return s->endpoint == e && s->started; });
   });
 }
 

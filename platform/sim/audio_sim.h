@@ -85,6 +85,9 @@ class SimAudio : public IAudioEndpoints, public std::enable_shared_from_this<Sim
   void Advance(int64_t duration);
   // Waits until no started stream has a packet ready or held; false when `timeoutMs` ran out first.
   bool WaitDrained(uint32_t timeoutMs);
+  // Waits until a stream of the endpoint runs: its packets are counted from the clock's reading at its
+  // start, so a test that moves the clock for a thread's stream waits for this first.
+  bool WaitStarted(const std::wstring& id, uint32_t timeoutMs);
 
   // ---- holding the capture thread ----
   // The `n`-th empty NextPacketSize of the endpoint's streams since their last packet (n from 1) holds

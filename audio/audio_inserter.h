@@ -19,7 +19,8 @@
 #include "audio/capture_wasapi.h"
 #include "media/auto_obj.h"
 
-class TAudioInserter : public TCaptureWASAPI, public AutoObjBase<TAudioInserter, IUnknown> {
+// The counted base comes first, so that its release frees the object at the object's own address.
+class TAudioInserter : public AutoObjBase<TAudioInserter, IUnknown>, public TCaptureWASAPI {
  public:
   static constexpr int64_t kBufferLimit = 10'000'000;  // 1 s: what is stored beyond it goes at the front
   static constexpr int64_t kLargestGap = 100'000;      // 10 ms between frames before the count starts afresh

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <complex>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -141,11 +140,14 @@ struct SimAudio::State {
     // A phasor turned by one sample's angle per step, seeded exactly at each packet: a sine per sample
     // would cost more than the code under test.
     const double step = 2.0 * std::numbers::pi * e.frequency / f.sampleRate;
-    std::complex<double> phasor = std::polar(1.0, 2.0 * std::numbers::pi * ToneCycles(e.frequency, f.sampleRate, first));
-    const std::complex<double> turn = std::polar(1.0, step);
-    for (uint32_t j = 0; j < s.packetFrames; ++j, phasor *= turn) {
+    const double phase = 2.0 * std::numbers::pi * ToneCycles(e.frequency, f.sampleRate, first);
+    const double turnCos = std::cos(step);
+    const double turnSin = std::sin(step);
+    double re = std::cos(phase);
+    double im = std::sin(phase);
+    for (uint32_t j = 0; j < s.packetFrames; ++j) {
       for (int32_t c = 0; c < f.channels; ++c, out += sampleBytes) {
-        const double v = e.amplitude / (c + 1) * phasor.imag();
+        const double v = e.amplitude / (c + 1) * im;
         if (f.encoding == WaveEncoding::kFloat) {
           const float x = static_cast<float>(v);
           std::memcpy(out, &x, 4);
@@ -154,6 +156,9 @@ struct SimAudio::State {
           for (size_t b = 0; b < sampleBytes; ++b) out[b] = uint8_t(x >> (8 * b));
         }
       }
+      const double turned = re * turnCos - im * turnSin;
+      im = im * turnCos + re * turnSin;
+      re = turned;
     }
   }
 };

@@ -287,9 +287,10 @@ void TCaptureWASAPI::RunCapture() {
   const TAudioProps format = captureFormat;
   const KHandle wake = captureThread.WakeEvent();
   stream.SetEventHandle(wake);  // a loopback has no events and refuses it
-  stream.Start();
-  // A loopback is never woken by its stream: it starts itself and paces itself from then on.
-  if (selfPaced) cvplat::SetEventObject(wake);
+  const HRESULT started = stream.Start();
+  // A loopback is never woken by its stream: it starts itself and paces itself from then on. A stream
+  // that didn't start won't wake the thread either; polling it is how its silence comes to be told.
+  if (selfPaced || FAILED(started)) cvplat::SetEventObject(wake);
   const KHandle timer = cvplat::CreateWaitableTimerObject(true);
   const int quietPolls = selfPaced ? kLoopbackQuietPolls : kDeviceQuietPolls;
   int emptyPolls = 0;

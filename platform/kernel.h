@@ -46,6 +46,9 @@ HRESULT CreateThreadSuspended(ThreadProc proc, void* context, uint32_t stackSize
 bool ResumeThreadObject(KHandle thread);
 uint32_t CurrentThreadId();
 void SleepMs(uint32_t ms);  // 0 gives the rest of the time slice away
+// Raises the calling thread to the highest priority the system grants an ordinary process (time
+// critical on Windows; the lowest nice value allowed on Linux). False when the system refuses.
+bool RaiseCurrentThreadPriority();
 
 // Clocks.
 int64_t PerformanceCounter();

@@ -61,6 +61,8 @@ uint32_t CurrentThreadId() { return GetCurrentThreadId(); }
 
 void SleepMs(uint32_t ms) { Sleep(ms); }
 
+bool RaiseCurrentThreadPriority() { return SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL) != 0; }
+
 int64_t PerformanceCounter() {
   LARGE_INTEGER v;
   QueryPerformanceCounter(&v);  // cannot fail on any supported system

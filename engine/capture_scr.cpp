@@ -38,13 +38,16 @@ const wchar_t* CaptureModeText(int32_t mode) {
   }
 }
 
-TCaptureSCR::TCaptureSCR(cvplat::CapturePlatform p) : platform(std::move(p)), cursor(platform) {}
+TCaptureSCR::TCaptureSCR(cvplat::CapturePlatform p)
+    : platform(std::move(p)), cursor(platform), audioInserter(MakeRef<TAudioInserter>(platform.audio)) {}
 
 TCaptureSCR::~TCaptureSCR() {
   engineLock.Enter();
   Stop();
   SetState(eEngineClosed);
   engineLock.Leave();
+  // A device switched while no capture ran may still be recording.
+  audioInserter->StopCapture(false);
 }
 
 bool TCaptureSCR::VideoFormatAccept(const TVideoProps& format) {
@@ -295,9 +298,24 @@ HRESULT TCaptureSCR::OnPropertyChanged(const wchar_t* name, const wchar_t* value
   return S_OK;
 }
 
-HRESULT TCaptureSCR::SwitchAudioDevice(const wchar_t*) {
-  // No audio inserter exists yet: there is no device to switch to.
-  return S_OK;
+std::wstring TCaptureSCR::AudioDeviceToOpen(const wchar_t* text) {
+  std::wstring name = text ? text : L"";
+  if (cv_text::EqualsNoCase(name, L"none")) {
+    TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+    DefaultAudioDevice(tree.Get(), AudioEnabled(), name);
+  }
+  return name;
+}
+
+TAudioProps TCaptureSCR::AudioRequest() {
+  cvplat::SectionLock lock(formatLock);
+  return activeFormat.audio;
+}
+
+HRESULT TCaptureSCR::SwitchAudioDevice(const wchar_t* text) {
+  TRefPtr<XMLParse::CoXMLNode> tree = propertyTree.Get();
+  const HRESULT hr = ::SwitchAudioDevice(audioInserter.Get(), AudioDeviceToOpen(text).c_str(), AudioRequest(), tree.Get());
+  return FAILED(hr) ? hr : S_OK;
 }
 
 // ---- the capture thread ----
@@ -305,11 +323,20 @@ HRESULT TCaptureSCR::SwitchAudioDevice(const wchar_t*) {
 uint32_t CV_THREADCALL TCaptureSCR::CaptureThreadMain(void* self) {
   auto* engine = static_cast<TCaptureSCR*>(self);
   TCaptureStopScope stopScope(engine->captureStopEvent);
+  {
+    TRefPtr<XMLParse::CoXMLNode> tree = engine->propertyTree.Get();
+    const std::wstring text = tree ? tree->GetString(XMLParse::kKeyAudioDevice) : std::wstring();
+    if (FAILED(::SwitchAudioDevice(engine->audioInserter.Get(), engine->AudioDeviceToOpen(text.c_str()).c_str(),
+                                   engine->AudioRequest(), tree.Get()))) {
+      return 1;
+    }
+  }
   if (engine->CaptureMode() == eCaptureGDI) {
     TSoftwareLoop(*engine).Run();
   } else {
     THardwareLoop(*engine).Run();
   }
+  engine->audioInserter->StopCapture(false);
   return 0;
 }
 

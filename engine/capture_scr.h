@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "audio/audio_inserter.h"
 #include "engine/capture_base.h"
 #include "engine/capture_region.h"
 #include "engine/cursor_overlay.h"
@@ -74,6 +75,10 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   HRESULT Restart();
   static uint32_t CV_THREADCALL CaptureThreadMain(void* self);
   HRESULT SwitchAudioDevice(const wchar_t* name);
+  // The device a text of "capture.audio_device" names: "none" gives the default one while audio is on.
+  std::wstring AudioDeviceToOpen(const wchar_t* text);
+  // The sound format asked of a device: the audio part of the output format.
+  TAudioProps AudioRequest();
 
   // The last step of every pass: stamps, sound, text lines, the wait for the frame's moment and the
   // delivery. A failure ends the loop.
@@ -104,6 +109,8 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   TCursorOverlay cursor;
   // The stock pictures of the software loop's marks, by kStockIndex*.
   TRefPtr<ICVFrame_I> stockFrames[3];
+  // Joins the sound of the chosen endpoint to the frames; made last, kept for the engine's life.
+  TRefPtr<TAudioInserter> audioInserter;
   // Set up and dropped by mode selection, the recovery of the DXGI branch and Stop; used by the capture
   // thread alone while it runs.
   std::unique_ptr<cvplat::IDuplication> duplication;

@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "engine/capture_test_support.h"
+#include "platform/sim/audio_sim.h"
 
 namespace {
 
@@ -310,6 +313,46 @@ TEST(CaptureLoops, ADesktopThatNeverShootsGivesNoFrameAndStopReturns) {
     EXPECT_EQ(s.sink.Failures(), 0);
     EXPECT_EQ(s.desktop->LiveGrabbers(), 0);
   }
+}
+
+TEST(CaptureEngine, JoinsTheSoundOfTheChosenEndpointToItsFrames) {
+  const auto audio = cvplat::SimAudio::Create();
+  const cvplat::WaveFormat mix{cvplat::WaveEncoding::kFloat, 2, 48000, 32, 32, 3};
+  const std::wstring mic = audio->AddEndpoint(cvplat::AudioFlow::kCapture, L"Mic", mix);
+  // Real time, so the sound's clock can follow the frames' from a thread of the test.
+  SimCapture s(L"HDYC", 1.0, audio);
+  s.root->SetDouble(L"capture.fps_limit", 30.0);
+  s.root->SetString(L"capture.audio_device", L"Mic");
+  ASSERT_EQ(s.Start(), S_OK);
+  ASSERT_TRUE(audio->WaitStarted(mic, 5000));
+  std::atomic<bool> feeding{true};
+  std::thread feeder([&] {
+    while (feeding) {
+      audio->Advance(100000);
+      cvplat::SleepMs(10);
+    }
+  });
+  const bool sound = s.sink.WaitFrameWhere(0, [](const engine_test::Delivery& d) { return d.audioNonZero; }) >= 0;
+  // Switching to "none" stops the sound; the frames go on without it.
+  EXPECT_EQ(s.Change(L"capture.audio_device", L"none"), S_OK);
+  const size_t switched = s.sink.FrameCount();
+  const bool silentAfter =
+      s.sink.WaitFrameWhere(switched + 1, [](const engine_test::Delivery& d) { return d.audioBytes == 0; }) >= 0;
+  feeding = false;
+  feeder.join();
+  s.engine->Stop();
+
+  EXPECT_TRUE(sound) << "the tone reaches a frame";
+  EXPECT_TRUE(silentAfter);
+  for (const engine_test::Delivery& d : s.sink.Frames()) {
+    if (d.audioBytes == 0) continue;
+    // Every frame with sound carries its 1/30 s in the endpoint's format: 1600 samples, give or take the
+    // one that the sample count carries from frame to frame.
+    EXPECT_EQ(d.audio.channels, 2);
+    EXPECT_EQ(d.audio.sampleRate, 48000);
+    EXPECT_NEAR(d.audioBytes / 4, 1600, 1) << "bytes of one channel of floats";
+  }
+  EXPECT_EQ(audio->Counters(mic).liveStreams, 0);
 }
 
 }  // namespace

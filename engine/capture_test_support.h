@@ -28,6 +28,9 @@ struct Delivery {
   TFrameTime time{};
   bool dup = false;
   int64_t shotTime = 0;  // the "crtm" label, 0 without one
+  TAudioProps audio{};
+  int32_t audioBytes = 0;
+  bool audioNonZero = false;  // some sample of channel 0 isn't 0
 };
 
 class CaptureSink {
@@ -96,8 +99,14 @@ class CaptureSink {
     Delivery d;
     d.counter = counter;
     TAvProps props{};
-    frame->FormatGet(&props, nullptr);
+    frame->FormatGet(&props, &d.audioBytes);
     d.format = props.video;
+    d.audio = props.audio;
+    int32_t channelBytes = 0;
+    uint8_t* samples = nullptr;
+    if (d.audioBytes > 0 && SUCCEEDED(frame->AudioChannelGet(0, 0, &channelBytes, &samples)) && samples) {
+      for (int32_t i = 0; i < channelBytes && !d.audioNonZero; ++i) d.audioNonZero = samples[i] != 0;
+    }
     frame->TimeGet(&d.time);
     void* face = nullptr;
     if (SUCCEEDED(frame->QueryInterface(IID_ICVNamedValues, &face))) {
@@ -156,7 +165,8 @@ struct SimCapture {
   TRefPtr<TCaptureSCR> engine;
 
   // `paceRate`: how much faster than real time frames are paced.
-  explicit SimCapture(const wchar_t* memory = L"HDYC", double paceRate = 20.0) {
+  explicit SimCapture(const wchar_t* memory = L"HDYC", double paceRate = 20.0,
+                      std::shared_ptr<cvplat::IAudioEndpoints> audio = nullptr) {
     desktop->SetMonitors({{0x10001, {0, 0, 640, 360}}});
     XMLParse::SetDefaults(*root);
     root->SetString(L"capture.frame_size", L"640x360");
@@ -168,6 +178,7 @@ struct SimCapture {
     tree.Set(root.Get());
     cvplat::CapturePlatform platform = desktop->Platform(faults.Factory());
     platform.paceRate = paceRate;
+    platform.audio = std::move(audio);
     engine = MakeRef<TCaptureSCR>(platform);
     EXPECT_EQ(engine->Init(tree), S_OK);
   }

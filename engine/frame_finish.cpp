@@ -4,8 +4,23 @@
 #include "media/rate_timer.h"
 #include "props/xml_node.h"
 
+namespace {
+
+bool CarriesSound(ICVFrame_I* frame) {
+  TAvProps props{};
+  int32_t samples = 0;
+  return SUCCEEDED(frame->FormatGet(&props, &samples)) && samples > 0;
+}
+
+}  // namespace
+
 HRESULT TCaptureSCR::FinishTWFrame(ICVFrame_I* frame, TRateTimer& rateTimer, int64_t& frameCounter) {
   if (region.shot_time != 0) frame->LabelSet(L"crtm", 0, region.shot_time);
+  // The frames are the clock: a frame whose sound is late goes out with silence, never later. A frame
+  // that goes out a second time, after a pass that made nothing, keeps the sound it has: readers hold it.
+  if (audioInserter->Capturing() && !CarriesSound(frame)) {
+    audioInserter->JoinAudio(frame, true, nullptr, TAudioInserter::kFrameWait);
+  }
 
   if (HRESULT hr = UpdateFrame(frame, frameCounter); FAILED(hr)) {
     Fail(hr, L"TCaptureSCR::FinishTWFrame - UpdateFrame() ERROR");

@@ -27,6 +27,8 @@ void RepeatFrame(ICVFactory* factory, TRefPtr<ICVFrame_I>& frame, double fps, XM
   ICVFrame_I* clone = nullptr;
   if (SUCCEEDED(factory->FrameDuplicate(frame.Get(), &clone, kFrameDuplicateRepeat)) && clone) {
     frame = TRefPtr<ICVFrame_I>::Adopt(clone);
+    // The clone stands for a new moment: it takes that moment's sound, not a second copy of the last.
+    frame->AudioSet(nullptr, 0, 0, 0);
   }
   void* face = nullptr;
   if (SUCCEEDED(frame->QueryInterface(IID_ICVNamedValues, &face))) {

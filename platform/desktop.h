@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/audio_endpoints.h"
 #include "platform/com_types.h"
 #include "platform/cursor.h"
 #include "platform/gpu.h"
@@ -145,6 +146,8 @@ struct CapturePlatform {
   // A file among the module's resources by id, of the type "CUSTOM" (the overlays' stock images):
   // its bytes, or the system's error when it can't be found.
   std::function<HRESULT(uint32_t id, std::vector<uint8_t>* bytes)> resource;
+  // The sound endpoints whose sound is joined to the frames; null where the machine has none.
+  std::shared_ptr<IAudioEndpoints> audio;
 };
 
 // What the machine has. The Windows and X11 backends fill the seams one by one; a seam the machine

@@ -34,14 +34,7 @@ constexpr char kSink[] = "cv_test_sink";
 constexpr wchar_t kSinkId[] = L"cv_test_sink";
 
 bool OnPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::string dirs = path ? path : "";
-  for (size_t start = 0; start <= dirs.size();) {
-    const size_t end = std::min(dirs.find(':', start), dirs.size());
-    if (access((dirs.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0) return true;
-    start = end + 1;
-  }
-  return false;
+  return std::system(("command -v " + program + " >/dev/null 2>&1").c_str()) == 0;
 }
 
 // Starts `args` with `env` as its whole environment (or this process's), its output into `log`.
@@ -204,30 +197,16 @@ TEST_F(PulseEndpointsTest, ALoopbackNegotiatesSharedFormatsOnly) {
 }
 
 // 16-bit stereo at 48 kHz: a tone of `hz` at half scale, `seconds` long.
-void WriteTone(const fs::path& file, double hz, int seconds) {
-  const uint32_t rate = 48000;
-  const uint32_t frames = rate * static_cast<uint32_t>(seconds);
-  const uint32_t dataBytes = frames * 4;
+void WriteTone(const fs::path& file, double hz, uint32_t seconds) {
+  const uint32_t rate = 48000, frames = rate * seconds, bytes = frames * 4;
+  const uint32_t header[] = {0x46464952, 36 + bytes, 0x45564157, 0x20746d66, 16, 0x00020001,
+                             rate, rate * 4, 0x00100004, 0x61746164, bytes};  // RIFF, WAVE, fmt, data
+  std::vector<int16_t> samples(size_t{frames} * 2);
+  for (uint32_t i = 0; i < frames; ++i)
+    samples[2 * i] = samples[2 * i + 1] = static_cast<int16_t>(std::lround(16384 * std::sin(2 * M_PI * hz * i / rate)));
   std::ofstream out(file, std::ios::binary);
-  auto u32 = [&](uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-  auto u16 = [&](uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-  out.write("RIFF", 4);
-  u32(36 + dataBytes);
-  out.write("WAVEfmt ", 8);
-  u32(16);
-  u16(1);
-  u16(2);
-  u32(rate);
-  u32(rate * 4);
-  u16(4);
-  u16(16);
-  out.write("data", 4);
-  u32(dataBytes);
-  for (uint32_t i = 0; i < frames; ++i) {
-    const auto v = static_cast<int16_t>(std::lround(16384 * std::sin(2 * M_PI * hz * i / rate)));
-    u16(static_cast<uint16_t>(v));
-    u16(static_cast<uint16_t>(v));
-  }
+  out.write(reinterpret_cast<const char*>(header), sizeof header);
+  out.write(reinterpret_cast<const char*>(samples.data()), static_cast<std::streamsize>(samples.size() * 2));
 }
 
 TEST_F(PulseEndpointsTest, AToneComesOutOfTheLoopbackAtItsOwnPitch) {

@@ -76,44 +76,44 @@ uint32_t MaskFromMap(const pa_channel_map& map) {
 
 // The source's samples as the server delivers them: 16-bit integers stay, every other sample format is
 // handed over in floats, which the server converts to without loss of range.
-WaveFormat WaveFromSpec(const pa_sample_spec& spec, const pa_channel_map& map) {
+WaveFormat WaveFromServerFormat(const pa_sample_spec& sample, const pa_channel_map& map) {
   WaveFormat wave;
-  const bool pcm16 = spec.format == PA_SAMPLE_S16LE;
+  const bool pcm16 = sample.format == PA_SAMPLE_S16LE;
   wave.encoding = pcm16 ? WaveEncoding::kPcm : WaveEncoding::kFloat;
   wave.bitsPerSample = wave.validBits = pcm16 ? 16 : 32;
-  wave.channels = spec.channels;
-  wave.sampleRate = spec.rate;
-  wave.channelMask = map.channels == spec.channels ? MaskFromMap(map) : 0;
+  wave.channels = sample.channels;
+  wave.sampleRate = sample.rate;
+  wave.channelMask = map.channels == sample.channels ? MaskFromMap(map) : 0;
   return wave;
 }
 
 // The server's record of `format` when a shared stream can take it: 16-bit integers or 32-bit floats at
 // any rate and channel count the server resamples and remixes to. Without a mask the channels are the
 // source's own when their count agrees, else the system's standard order.
-bool SpecFromWave(const WaveFormat& format, const pa_channel_map& sourceMap, pa_sample_spec* spec,
+bool ServerFormatFromWave(const WaveFormat& format, const pa_channel_map& sourceMap, pa_sample_spec* sample,
                   pa_channel_map* map) {
   const bool pcm16 = format.encoding == WaveEncoding::kPcm && format.bitsPerSample == 16 &&
                      (format.validBits == 0 || format.validBits == 16);
   const bool float32 = format.encoding == WaveEncoding::kFloat && format.bitsPerSample == 32 &&
                        (format.validBits == 0 || format.validBits == 32);
   if (!pcm16 && !float32) return false;
-  spec->format = pcm16 ? PA_SAMPLE_S16LE : PA_SAMPLE_FLOAT32LE;
-  spec->rate = format.sampleRate;
-  spec->channels = static_cast<uint8_t>(std::min<uint32_t>(format.channels, 255));
-  if (format.channels > PA_CHANNELS_MAX || !pa_sample_spec_valid(spec)) return false;
+  sample->format = pcm16 ? PA_SAMPLE_S16LE : PA_SAMPLE_FLOAT32LE;
+  sample->rate = format.sampleRate;
+  sample->channels = static_cast<uint8_t>(std::min<uint32_t>(format.channels, 255));
+  if (format.channels > PA_CHANNELS_MAX || !pa_sample_spec_valid(sample)) return false;
 
   if (format.channelMask != 0) {
     if (format.channelMask >> kSpeakerCount) return false;
     if (std::popcount(format.channelMask) != format.channels) return false;
     pa_channel_map_init(map);
-    map->channels = spec->channels;
+    map->channels = sample->channels;
     int i = 0;
     for (int bit = 0; bit < kSpeakerCount; ++bit)
       if (format.channelMask & (1u << bit)) map->map[i++] = kSpeakerPositions[bit];
     if (format.channels == 1 && format.channelMask == 4) map->map[0] = PA_CHANNEL_POSITION_MONO;
-  } else if (sourceMap.channels == spec->channels) {
+  } else if (sourceMap.channels == sample->channels) {
     *map = sourceMap;
-  } else if (!pa_channel_map_init_extend(map, spec->channels, PA_CHANNEL_MAP_WAVEEX)) {
+  } else if (!pa_channel_map_init_extend(map, sample->channels, PA_CHANNEL_MAP_WAVEEX)) {
     return false;
   }
   return pa_channel_map_valid(map) != 0;
@@ -252,7 +252,7 @@ struct DeviceInfo {
   std::string description;
   std::string monitor;  // of a sink: the source that records what it plays
   bool isMonitor = false;
-  pa_sample_spec spec{};
+  pa_sample_spec sample{};
   pa_channel_map map{};
 };
 
@@ -275,7 +275,7 @@ void OnSource(pa_context*, const pa_source_info* info, int eol, void* user) {
   d.name = info->name ? info->name : "";
   d.description = info->description ? info->description : "";
   d.isMonitor = info->monitor_of_sink != PA_INVALID_INDEX;
-  d.spec = info->sample_spec;
+  d.sample = info->sample_spec;
   d.map = info->channel_map;
   query->items.push_back(std::move(d));
 }
@@ -291,7 +291,7 @@ void OnSink(pa_context*, const pa_sink_info* info, int eol, void* user) {
   d.name = info->name ? info->name : "";
   d.description = info->description ? info->description : "";
   d.monitor = info->monitor_source_name ? info->monitor_source_name : "";
-  d.spec = info->sample_spec;
+  d.sample = info->sample_spec;
   d.map = info->channel_map;
   query->items.push_back(std::move(d));
 }
@@ -329,7 +329,7 @@ class PulseStream final : public IAudioStream {
         deviceIndex_(device.index),
         source_(flow == AudioFlow::kRender ? device.monitor : device.name),
         sourceMap_(device.map),
-        mix_(WaveFromSpec(device.spec, device.map)) {}
+        mix_(WaveFromServerFormat(device.sample, device.map)) {}
 
   ~PulseStream() override {
     if (!stream_) return;
@@ -352,9 +352,9 @@ class PulseStream final : public IAudioStream {
     if (Gone()) return kAudioDeviceInvalidated;
     // The server shares every device; nothing is ever had for one stream alone.
     if (mode == AudioShareMode::kExclusive) return kAudioExclusiveModeNotAllowed;
-    pa_sample_spec spec;
+    pa_sample_spec sample;
     pa_channel_map map;
-    if (SpecFromWave(format, sourceMap_, &spec, &map)) return S_OK;
+    if (ServerFormatFromWave(format, sourceMap_, &sample, &map)) return S_OK;
     if (closest) *closest = mix_;
     return S_FALSE;
   }
@@ -376,9 +376,9 @@ class PulseStream final : public IAudioStream {
     if (loopback != (flow_ == AudioFlow::kRender)) return kAudioWrongEndpointType;
     if (bufferDuration < 0 || periodicity < 0) return E_INVALIDARG;
     if (bufferDuration > kLongestBuffer) return kAudioBufferSizeError;
-    pa_sample_spec spec;
+    pa_sample_spec sample;
     pa_channel_map map;
-    if (!SpecFromWave(format, sourceMap_, &spec, &map)) return kAudioUnsupportedFormat;
+    if (!ServerFormatFromWave(format, sourceMap_, &sample, &map)) return kAudioUnsupportedFormat;
 
     // The buffer time becomes the fragment the server sends at once, and so the latency it sets the
     // source to.
@@ -386,13 +386,13 @@ class PulseStream final : public IAudioStream {
     pa_buffer_attr attr;
     attr.maxlength = static_cast<uint32_t>(-1);
     attr.tlength = attr.prebuf = attr.minreq = static_cast<uint32_t>(-1);
-    attr.fragsize = static_cast<uint32_t>(pa_usec_to_bytes(static_cast<pa_usec_t>(period / 10), &spec));
+    attr.fragsize = static_cast<uint32_t>(pa_usec_to_bytes(static_cast<pa_usec_t>(period / 10), &sample));
     // Not moved elsewhere when the source leaves: the stream fails, and so reports the endpoint gone.
     const auto flags =
         static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
 
     link_->Lock();
-    stream_ = pa_stream_new(link_->Context(), "capture", &spec, &map);
+    stream_ = pa_stream_new(link_->Context(), "capture", &sample, &map);
     int error = PA_ERR_INVALID;
     if (stream_) {
       pa_stream_set_state_callback(stream_, OnState, this);
@@ -419,7 +419,7 @@ class PulseStream final : public IAudioStream {
       if (error == PA_ERR_INVALID || error == PA_ERR_NOTSUPPORTED) return kAudioUnsupportedFormat;
       return kAudioDeviceInvalidated;
     }
-    frameBytes_ = static_cast<uint32_t>(pa_frame_size(&spec));
+    frameBytes_ = static_cast<uint32_t>(pa_frame_size(&sample));
     return S_OK;
   }
 

@@ -154,4 +154,7 @@ class IAudioEndpoints {
   virtual HRESULT DefaultRender(std::shared_ptr<IAudioEndpoint>* endpoint) = 0;
 };
 
+// The machine's own endpoints (the sound server on Linux); their listing fails while no service answers.
+std::shared_ptr<IAudioEndpoints> NativeAudioEndpoints();
+
 }  // namespace cvplat

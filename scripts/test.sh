@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The whole test run: installs what is missing, builds every preset and runs every test.
-#   linux, linux-asan      all tests, with a private X server to capture
+#   linux, linux-asan      all tests, with a private X server to capture and a private sound server
 #   linux-tsan             the tests labelled "concurrency"
 #   linux-fuzz             every fuzz target for a bounded time (clang, libFuzzer, ASan + UBSan)
 #   win64                  all tests, each under Wine with a private X server
@@ -71,9 +71,10 @@ for preset in linux linux-asan linux-tsan linux-fuzz win64 win32; do
       WINEPREFIX="$root/build/win64/wineprefix" wineserver -k >/dev/null 2>&1 || true
       count "$logs/test-$preset.log" "$preset" ;;
     linux | linux-asan)
-      # The capture tests shoot the desktop: they get a private X server, as Wine does.
+      # The capture tests shoot the desktop: they get a private X server, as Wine does. The sound
+      # endpoints' tests play into and record from a private sound server.
       echo "== test $preset"
-      bash scripts/with-xvfb.sh ctest --preset "$preset" -j"$jobs" 2>&1 | tee "$logs/test-$preset.log"
+      bash scripts/with-xvfb.sh bash scripts/with-pulse.sh ctest --preset "$preset" -j"$jobs" 2>&1 | tee "$logs/test-$preset.log"
       count "$logs/test-$preset.log" "$preset" ;;
     *)
       echo "== test $preset"

@@ -280,6 +280,8 @@ CapturePlatform NativeCapturePlatform() {
   // Duplication through damage reports comes with its own backend.
   platform.duplication = std::make_shared<UnavailableDesktop>();
   platform.gpu = CreateGpuDevice;
+  // The sound server is asked only when a sound device is opened.
+  platform.audio = NativeAudioEndpoints();
   return platform;
 }
 

@@ -6,7 +6,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 bash scripts/install-deps.sh test
 timing=(bench_timed_wait bench_rate_timer)
-gbench=(bench_formats bench_primitives bench_props bench_overlay bench_text bench_convert bench_cpu_gpu bench_repeat_frame bench_marks)
+gbench=(bench_formats bench_primitives bench_props bench_overlay bench_text bench_convert bench_cpu_gpu bench_repeat_frame bench_marks bench_audio_join)
 
 cmake --preset linux >/dev/null
 cmake --build --preset linux --target "${timing[@]}" "${gbench[@]}"

@@ -48,12 +48,6 @@ std::vector<uint8_t> Picture(UINT w, UINT h) {
   return p;
 }
 
-template <class T>
-T** Out(TRefPtr<T>& p) {
-  p.Reset();
-  return reinterpret_cast<T**>(&p);
-}
-
 // One draw as the pipeline binds it: the quad, a program, the picture in slot 0, the target, constants
 // and the blend state. Everything is made once; a pass is one Draw.
 struct DrawSetup {
@@ -98,33 +92,33 @@ class SeamDraw {
     desc.height = setup.pictureHeight;
     desc.bindFlags = kGpuBindShaderResource;
     GpuSubresourceData data{pixels.data(), setup.pictureWidth * 4, 0};
-    ok_ = ok_ && device_->CreateTexture2D(&desc, &data, Out(picture_)) == S_OK;
+    ok_ = ok_ && device_->CreateTexture2D(&desc, &data, picture_.Receive()) == S_OK;
     desc.width = setup.targetWidth;
     desc.height = setup.targetHeight;
     desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
-    ok_ = ok_ && device_->CreateTexture2D(&desc, nullptr, Out(target_)) == S_OK;
-    ok_ = ok_ && device_->CreateShaderResourceView(picture_.Get(), nullptr, Out(view_)) == S_OK;
-    ok_ = ok_ && device_->CreateRenderTargetView(target_.Get(), nullptr, Out(rtv_)) == S_OK;
-    ok_ = ok_ && device_->CreateProgram(GpuProgramId::Vertex, Out(vertex_)) == S_OK;
-    ok_ = ok_ && device_->CreateProgram(setup.program, Out(pixel_)) == S_OK;
+    ok_ = ok_ && device_->CreateTexture2D(&desc, nullptr, target_.Receive()) == S_OK;
+    ok_ = ok_ && device_->CreateShaderResourceView(picture_.Get(), nullptr, view_.Receive()) == S_OK;
+    ok_ = ok_ && device_->CreateRenderTargetView(target_.Get(), nullptr, rtv_.Receive()) == S_OK;
+    ok_ = ok_ && device_->CreateProgram(GpuProgramId::Vertex, vertex_.Receive()) == S_OK;
+    ok_ = ok_ && device_->CreateProgram(setup.program, pixel_.Receive()) == S_OK;
     GpuInputElementDesc layout[2];
     layout[0] = {"POSITION", 0, GpuFormat::R32G32B32Float, 0, 0, kGpuInputPerVertexData, 0};
     layout[1] = {"TEXCOORD", 0, GpuFormat::R32G32Float, 0, 12, kGpuInputPerVertexData, 0};
-    ok_ = ok_ && device_->CreateInputLayout(layout, 2, vertex_.Get(), Out(layout_)) == S_OK;
+    ok_ = ok_ && device_->CreateInputLayout(layout, 2, vertex_.Get(), layout_.Receive()) == S_OK;
     GpuSamplerDesc sampler;
     sampler.filter = setup.linear ? GpuFilter::MinMagMipLinear : GpuFilter::MinMagMipPoint;
-    ok_ = ok_ && device_->CreateSamplerState(&sampler, Out(sampler_)) == S_OK;
+    ok_ = ok_ && device_->CreateSamplerState(&sampler, sampler_.Receive()) == S_OK;
     GpuBlendDesc blend;
     blend.renderTarget[0] = {1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One,
                              GpuBlend::Zero, GpuBlendOp::Min, kGpuColorWriteAll};
-    ok_ = ok_ && device_->CreateBlendState(&blend, Out(blend_)) == S_OK;
+    ok_ = ok_ && device_->CreateBlendState(&blend, blend_.Receive()) == S_OK;
 
     GpuBufferDesc vb{sizeof setup.quad, GpuUsage::Default, kGpuBindVertexBuffer, 0, 0, 0};
     GpuSubresourceData vbData{setup.quad, 0, 0};
-    ok_ = ok_ && device_->CreateBuffer(&vb, &vbData, Out(vertices_)) == S_OK;
+    ok_ = ok_ && device_->CreateBuffer(&vb, &vbData, vertices_.Receive()) == S_OK;
     GpuBufferDesc cb{sizeof setup.constants, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
     GpuSubresourceData cbData{&setup.constants, 0, 0};
-    ok_ = ok_ && device_->CreateBuffer(&cb, &cbData, Out(constants_)) == S_OK;
+    ok_ = ok_ && device_->CreateBuffer(&cb, &cbData, constants_.Receive()) == S_OK;
     if (!ok_) return;
 
     const GpuViewport viewport{0, 0, float(kW), float(kH), 0, 1};

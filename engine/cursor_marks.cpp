@@ -14,12 +14,6 @@ constexpr int32_t kHighlightHalf = 35;
 constexpr int32_t kHighlightSide = 2 * kHighlightHalf;
 constexpr UINT kVertexStride = 20;
 
-template <class T>
-T** Out(TRefPtr<T>& p) {
-  p.Reset();
-  return reinterpret_cast<T**>(&p);
-}
-
 TOverlayRect At(double x, double y, double width, double height) { return TOverlayRect{x, y, width, height}; }
 
 // The overlay flag of the frame library: blend as the gpu's blend state does.
@@ -51,7 +45,7 @@ HRESULT DrawOverlayTexture(TGpuPipeline& gpu, IGpuTexture2D* target, const TCapt
                              static_cast<float>(RectHeight(current)), 0.0f, 1.0f};
   context->RSSetViewports(1, &viewport);
   TRefPtr<IGpuRenderTargetView> targetView;
-  if (FAILED(device->CreateRenderTargetView(target, nullptr, Out(targetView)))) return E_FAIL;
+  if (FAILED(device->CreateRenderTargetView(target, nullptr, targetView.Receive()))) return E_FAIL;
   IGpuRenderTargetView* const targets[1] = {targetView.Get()};
   context->OMSetRenderTargets(1, targets);
 
@@ -71,8 +65,8 @@ HRESULT DrawOverlayTexture(TGpuPipeline& gpu, IGpuTexture2D* target, const TCapt
   quadDesc.usage = GpuUsage::Default;
   quadDesc.bindFlags = kGpuBindVertexBuffer;
   const GpuSubresourceData quadData{vertices, 0, 0};
-  if (FAILED(device->CreateShaderResourceView(overlay, nullptr, Out(view))) ||
-      FAILED(device->CreateBuffer(&quadDesc, &quadData, Out(quad)))) {
+  if (FAILED(device->CreateShaderResourceView(overlay, nullptr, view.Receive())) ||
+      FAILED(device->CreateBuffer(&quadDesc, &quadData, quad.Receive()))) {
     context->OMSetRenderTargets(1, none);
     return E_FAIL;
   }
@@ -89,7 +83,7 @@ HRESULT DrawOverlayTexture(TGpuPipeline& gpu, IGpuTexture2D* target, const TCapt
     desc.cpuAccessFlags = kGpuCpuAccessWrite;
     const GpuSubresourceData data{rgba, 0, 0};
     // Without its colour the disc is drawn as a plain picture of its mask.
-    if (SUCCEEDED(device->CreateBuffer(&desc, &data, Out(constants))) && constants) {
+    if (SUCCEEDED(device->CreateBuffer(&desc, &data, constants.Receive())) && constants) {
       IGpuBuffer* const buffers[1] = {constants.Get()};
       context->PSSetConstantBuffers(0, 1, buffers);
       program = gpu.ColouredOverlayProgram();
@@ -136,7 +130,7 @@ HRESULT DrawCursorTexture(TGpuPipeline& gpu, TCursorOverlay& cursor, IGpuTexture
   const GpuSubresourceData data{image.pixels.data(), static_cast<UINT>(image.width) * 4u, 0};
   // A texture for each frame: the pointer is small, and its picture stays in memory between frames.
   TRefPtr<IGpuTexture2D> texture;
-  if (HRESULT hr = device->CreateTexture2D(&desc, &data, Out(texture)); FAILED(hr)) return hr;
+  if (HRESULT hr = device->CreateTexture2D(&desc, &data, texture.Receive()); FAILED(hr)) return hr;
   const TRect rect{x, y, x + image.width, y + image.height};
   return DrawOverlayTexture(gpu, target, region, texture.Get(), rect, nullptr);
 }

@@ -21,12 +21,6 @@ static_assert(sizeof kQuad == 6 * kVertexStride);
 constexpr UINT kRenderTargetBinding = kGpuBindShaderResource | kGpuBindRenderTarget;
 constexpr uint32_t kDefaultBackground = 0xAA000000u;
 
-template <class T>
-T** Out(TRefPtr<T>& p) {
-  p.Reset();
-  return reinterpret_cast<T**>(&p);
-}
-
 bool IsHdyc(XMLParse::CoXMLNode* props) {
   return props && cv_text::EqualsNoCase(props->GetString(L"capture.memory_format"), L"HDYC");
 }
@@ -49,7 +43,7 @@ HRESULT CreateTexture(IGpuDevice* device, UINT width, UINT height, GpuFormat for
   desc.format = format;
   desc.usage = GpuUsage::Default;
   desc.bindFlags = bindFlags;
-  return device->CreateTexture2D(&desc, nullptr, Out(texture));
+  return device->CreateTexture2D(&desc, nullptr, texture.Receive());
 }
 
 // A rectangle's size as texel counts; an empty or inverted one is 0 x 0, which no device makes.
@@ -59,7 +53,7 @@ UINT Extent(int32_t from, int32_t to) { return to > from ? static_cast<UINT>(to 
 
 int TGpuPipeline::InitDevice(const GpuDeviceFactory& factory, XMLParse::CoXMLNode* props) {
   UINT level = 0;
-  if (!factory || FAILED(factory(Out(device_), &level, Out(context_))) || !device_ || !context_) return 0;
+  if (!factory || FAILED(factory(device_.Receive(), &level, context_.Receive())) || !device_ || !context_) return 0;
   if (level < kGpuFeatureLevel10_0) return 0;
   {
     std::lock_guard lock(samplerWrite_);
@@ -78,24 +72,24 @@ int TGpuPipeline::InitDevice(const GpuDeviceFactory& factory, XMLParse::CoXMLNod
   blend.independentBlendEnable = 0;
   blend.renderTarget[0] = {1,         GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add,
                            GpuBlend::One, GpuBlend::Zero,     GpuBlendOp::Min,       kGpuColorWriteAll};
-  if (FAILED(device_->CreateBlendState(&blend, Out(blendState_)))) return 0;
+  if (FAILED(device_->CreateBlendState(&blend, blendState_.Receive()))) return 0;
 
-  if (FAILED(device_->CreateProgram(GpuProgramId::Vertex, Out(vertexProgram_)))) return 0;
+  if (FAILED(device_->CreateProgram(GpuProgramId::Vertex, vertexProgram_.Receive()))) return 0;
   GpuInputElementDesc layout[2];
   layout[0] = {"POSITION", 0, GpuFormat::R32G32B32Float, 0, 0, kGpuInputPerVertexData, 0};
   layout[1] = {"TEXCOORD", 0, GpuFormat::R32G32Float, 0, 12, kGpuInputPerVertexData, 0};
-  if (FAILED(device_->CreateInputLayout(layout, 2, vertexProgram_.Get(), Out(inputLayout_)))) return 0;
+  if (FAILED(device_->CreateInputLayout(layout, 2, vertexProgram_.Get(), inputLayout_.Receive()))) return 0;
   const GpuProgramId main = IsHdyc(props) ? GpuProgramId::Hdyc : GpuProgramId::Argb;
-  if (FAILED(device_->CreateProgram(main, Out(mainProgram_)))) return 0;
-  if (FAILED(device_->CreateProgram(GpuProgramId::Overlay, Out(overlayProgram_)))) return 0;
-  if (FAILED(device_->CreateProgram(GpuProgramId::ColouredOverlay, Out(colouredOverlayProgram_)))) return 0;
+  if (FAILED(device_->CreateProgram(main, mainProgram_.Receive()))) return 0;
+  if (FAILED(device_->CreateProgram(GpuProgramId::Overlay, overlayProgram_.Receive()))) return 0;
+  if (FAILED(device_->CreateProgram(GpuProgramId::ColouredOverlay, colouredOverlayProgram_.Receive()))) return 0;
 
   GpuBufferDesc quad;
   quad.byteWidth = sizeof kQuad;
   quad.usage = GpuUsage::Default;
   quad.bindFlags = kGpuBindVertexBuffer;
   const GpuSubresourceData quadData{kQuad, 0, 0};
-  if (FAILED(device_->CreateBuffer(&quad, &quadData, Out(quad_)))) return 0;
+  if (FAILED(device_->CreateBuffer(&quad, &quadData, quad_.Receive()))) return 0;
   return 1;
 }
 
@@ -138,7 +132,7 @@ void TGpuPipeline::CreateSamplerByName(const wchar_t* name) {
     const TRefPtr<IGpuDevice> device = samplerDevice_.Get();
     if (!device) return;
     TRefPtr<IGpuSamplerState> made;
-    if (FAILED(device->CreateSamplerState(&desc, Out(made))) || !made) return;
+    if (FAILED(device->CreateSamplerState(&desc, made.Receive())) || !made) return;
     old = sampler_.Exchange(made.Get());
   }
   // The old sampler goes outside the lock; a draw that holds it keeps it alive until it is done.
@@ -223,7 +217,7 @@ HRESULT TGpuPipeline::RenderOutputFrame(IGpuTexture2D* picture, const TCaptureRe
   viewDesc.mostDetailedMip = 0;
   viewDesc.mipLevels = 1;
   TRefPtr<IGpuShaderResourceView> view;
-  if (FAILED(device_->CreateShaderResourceView(picture, &viewDesc, Out(view)))) return E_FAIL;
+  if (FAILED(device_->CreateShaderResourceView(picture, &viewDesc, view.Receive()))) return E_FAIL;
 
   // In HDYC one texel holds two pixels; the program doubles u, so the quad's left half fills the target.
   const bool hdyc = IsHdyc(props);
@@ -232,7 +226,7 @@ HRESULT TGpuPipeline::RenderOutputFrame(IGpuTexture2D* picture, const TCaptureRe
                            kRenderTargetBinding, target)))
     return E_FAIL;
   TRefPtr<IGpuRenderTargetView> targetView;
-  if (FAILED(device_->CreateRenderTargetView(target.Get(), nullptr, Out(targetView)))) return E_FAIL;
+  if (FAILED(device_->CreateRenderTargetView(target.Get(), nullptr, targetView.Receive()))) return E_FAIL;
 
   const uint32_t background = props ? props->GetColor(L"capture.background_color", kDefaultBackground)
                                    : kDefaultBackground;
@@ -252,7 +246,7 @@ HRESULT TGpuPipeline::RenderOutputFrame(IGpuTexture2D* picture, const TCaptureRe
   const GpuSubresourceData bufferData{&constants, 0, 0};
   TRefPtr<IGpuBuffer> buffer;
   // Without it the draw goes on with whatever the slot holds: the picture may lack its shading.
-  const bool haveConstants = SUCCEEDED(device_->CreateBuffer(&bufferDesc, &bufferData, Out(buffer))) && buffer;
+  const bool haveConstants = SUCCEEDED(device_->CreateBuffer(&bufferDesc, &bufferData, buffer.Receive())) && buffer;
 
   const TRefPtr<IGpuSamplerState> sampler = sampler_.Get();
   IGpuRenderTargetView* const targets[1] = {targetView.Get()};
@@ -294,7 +288,7 @@ HRESULT TGpuPipeline::ReadBack(IGpuTexture2D* output,
   desc.cpuAccessFlags = kGpuCpuAccessRead;
   desc.miscFlags = 0;
   TRefPtr<IGpuTexture2D> staging;
-  const HRESULT made = device_->CreateTexture2D(&desc, nullptr, Out(staging));
+  const HRESULT made = device_->CreateTexture2D(&desc, nullptr, staging.Receive());
   if (FAILED(made)) return made;
   const GpuBox box{0, 0, 0, desc.width, desc.height, 1};
   context_->CopySubresourceRegion(staging.Get(), 0, 0, 0, 0, output, 0, &box);

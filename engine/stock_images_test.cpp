@@ -169,7 +169,7 @@ TEST(StockImages, TheTextureHoldsThePictureRowsAsStored) {
   TStockBitmap bitmap;  // bottom-up rows: the texture keeps them in the file's order all the same
   ASSERT_EQ(Parse(File(3, 2, 32, 0, 24), &bitmap), S_OK);
   TRefPtr<cvplat::IGpuTexture2D> texture;
-  ASSERT_EQ(StockTexture(rig.device.Get(), bitmap, GpuRig::Out(texture)), S_OK);
+  ASSERT_EQ(StockTexture(rig.device.Get(), bitmap, texture.Receive()), S_OK);
   cvplat::GpuTexture2DDesc desc;
   texture->GetDesc(&desc);
   EXPECT_TRUE(desc.width == 3 && desc.height == 2 && desc.mipLevels == 1);
@@ -180,16 +180,16 @@ TEST(StockImages, TheTextureHoldsThePictureRowsAsStored) {
   ASSERT_EQ(read.pixels.size(), 6u);
   EXPECT_EQ(std::memcmp(read.pixels.data(), bitmap.pixels.data(), 24), 0);
 
-  ASSERT_EQ(StockTexture(rig.device.Get(), Module(kStockRightClick), GpuRig::Out(texture)), S_OK);
+  ASSERT_EQ(StockTexture(rig.device.Get(), Module(kStockRightClick), texture.Receive()), S_OK);
   texture->GetDesc(&desc);
   EXPECT_EQ(desc.height, 100u) << "the magnitude of a top-down height";
 
   // Pictures a B8G8R8A8 texture can't be filled from: 24 bits, a row short.
   TStockBitmap rgb;
   ASSERT_EQ(Parse(File(4, 2, 24, 0, 24), &rgb), S_OK);
-  EXPECT_EQ(StockTexture(rig.device.Get(), rgb, GpuRig::Out(texture)), E_FAIL);
+  EXPECT_EQ(StockTexture(rig.device.Get(), rgb, texture.Receive()), E_FAIL);
   bitmap.pixels.resize(12);
-  EXPECT_EQ(StockTexture(rig.device.Get(), bitmap, GpuRig::Out(texture)), E_FAIL);
+  EXPECT_EQ(StockTexture(rig.device.Get(), bitmap, texture.Receive()), E_FAIL);
   EXPECT_FALSE(texture);
 }
 

@@ -62,6 +62,11 @@ class TRefPtr {
   }
   // Hands the reference to the caller.
   T* Detach() { return std::exchange(p_, nullptr); }
+  // The slot for an out argument through which a call hands over a reference; the old one goes first.
+  T** Receive() {
+    Reset();
+    return &p_;
+  }
   void Reset() {
     if (T* p = std::exchange(p_, nullptr)) p->Release();
   }

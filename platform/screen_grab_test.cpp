@@ -82,7 +82,7 @@ TEST(ScreenGrab, ShotTextureHoldsTheShotAndPassesOnRefusals) {
   PatternGrabber grabber;
   std::vector<uint8_t> scratch;
   TRefPtr<IGpuTexture2D> texture;
-  ASSERT_EQ(GrabThroughMemory(grabber, rig.device.Get(), {7, 3, 20, 12}, scratch, gputest::GpuRig::Out(texture)),
+  ASSERT_EQ(GrabThroughMemory(grabber, rig.device.Get(), {7, 3, 20, 12}, scratch, texture.Receive()),
             S_OK);
   GpuTexture2DDesc desc;
   texture->GetDesc(&desc);

@@ -68,26 +68,20 @@ class GpuRig {
     device = TRefPtr<IGpuDevice>::Adopt(d);
     context = TRefPtr<IGpuContext>::Adopt(c);
     if (!device) return;
-    EXPECT_EQ(device->CreateProgram(GpuProgramId::Vertex, Out(vertexProgram)), S_OK);
+    EXPECT_EQ(device->CreateProgram(GpuProgramId::Vertex, vertexProgram.Receive()), S_OK);
     GpuInputElementDesc layout[2];
     layout[0] = {"POSITION", 0, GpuFormat::R32G32B32Float, 0, 0, kGpuInputPerVertexData, 0};
     layout[1] = {"TEXCOORD", 0, GpuFormat::R32G32Float, 0, 12, kGpuInputPerVertexData, 0};
-    EXPECT_EQ(device->CreateInputLayout(layout, 2, vertexProgram.Get(), Out(inputLayout)), S_OK);
+    EXPECT_EQ(device->CreateInputLayout(layout, 2, vertexProgram.Get(), inputLayout.Receive()), S_OK);
     GpuBlendDesc blend;
     GpuRenderTargetBlendDesc& rt = blend.renderTarget[0];
     rt = {1, GpuBlend::SrcAlpha, GpuBlend::InvSrcAlpha, GpuBlendOp::Add, GpuBlend::One, GpuBlend::Zero, GpuBlendOp::Min,
           kGpuColorWriteAll};
-    EXPECT_EQ(device->CreateBlendState(&blend, Out(overlayBlend)), S_OK);
+    EXPECT_EQ(device->CreateBlendState(&blend, overlayBlend.Receive()), S_OK);
     GpuSamplerDesc sampler;
-    EXPECT_EQ(device->CreateSamplerState(&sampler, Out(point)), S_OK);
+    EXPECT_EQ(device->CreateSamplerState(&sampler, point.Receive()), S_OK);
     sampler.filter = GpuFilter::MinMagMipLinear;
-    EXPECT_EQ(device->CreateSamplerState(&sampler, Out(linear)), S_OK);
-  }
-
-  template <class T>
-  static T** Out(TRefPtr<T>& p) {
-    p.Reset();
-    return reinterpret_cast<T**>(&p);
+    EXPECT_EQ(device->CreateSamplerState(&sampler, linear.Receive()), S_OK);
   }
 
   TRefPtr<IGpuTexture2D> Texture(const Picture& picture, UINT bindFlags = kGpuBindShaderResource) {
@@ -97,7 +91,7 @@ class GpuRig {
     desc.bindFlags = bindFlags;
     GpuSubresourceData data{picture.pixels.data(), picture.width * 4, 0};
     TRefPtr<IGpuTexture2D> t;
-    EXPECT_EQ(device->CreateTexture2D(&desc, &data, Out(t)), S_OK);
+    EXPECT_EQ(device->CreateTexture2D(&desc, &data, t.Receive()), S_OK);
     return t;
   }
 
@@ -111,7 +105,7 @@ class GpuRig {
     }
     GpuSubresourceData data{bytes, 0, 0};
     TRefPtr<IGpuBuffer> b;
-    device->CreateBuffer(&desc, &data, Out(b));
+    device->CreateBuffer(&desc, &data, b.Receive());
     return b;
   }
 
@@ -125,7 +119,7 @@ class GpuRig {
     desc.miscFlags = 0;
     TRefPtr<IGpuTexture2D> staging;
     Picture out = Picture::Filled(desc.width, desc.height, {});
-    if (device->CreateTexture2D(&desc, nullptr, Out(staging)) != S_OK) {
+    if (device->CreateTexture2D(&desc, nullptr, staging.Receive()) != S_OK) {
       ADD_FAILURE() << "no staging texture";
       return out;
     }
@@ -151,9 +145,9 @@ class GpuRig {
     TRefPtr<IGpuRenderTargetView> rtv;
     TRefPtr<IGpuShaderResourceView> srv;
     TRefPtr<IGpuProgram> pixel;
-    ASSERT_EQ(device->CreateRenderTargetView(target, nullptr, Out(rtv)), S_OK);
-    ASSERT_EQ(device->CreateShaderResourceView(texture, nullptr, Out(srv)), S_OK);
-    ASSERT_EQ(device->CreateProgram(program, Out(pixel)), S_OK);
+    ASSERT_EQ(device->CreateRenderTargetView(target, nullptr, rtv.Receive()), S_OK);
+    ASSERT_EQ(device->CreateShaderResourceView(texture, nullptr, srv.Receive()), S_OK);
+    ASSERT_EQ(device->CreateProgram(program, pixel.Receive()), S_OK);
     const TRefPtr<IGpuBuffer> quad = Buffer(vertices, 120, kGpuBindVertexBuffer);
     ASSERT_TRUE(quad);
     const GpuViewport viewport{0, 0, static_cast<float>(viewportWidth), static_cast<float>(viewportHeight), 0, 1};

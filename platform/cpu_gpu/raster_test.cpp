@@ -79,8 +79,8 @@ TEST(CpuGpuDevice, RefusesWhatTheDeviceRefuses) {
   const TRefPtr<IGpuTexture2D> plain = rig.Texture(Picture::Filled(2, 2, {}), 0);
   TRefPtr<IGpuRenderTargetView> rtv;
   TRefPtr<IGpuShaderResourceView> srv;
-  EXPECT_EQ(rig.device->CreateRenderTargetView(plain.Get(), nullptr, GpuRig::Out(rtv)), E_INVALIDARG);
-  EXPECT_EQ(rig.device->CreateShaderResourceView(plain.Get(), nullptr, GpuRig::Out(srv)), E_INVALIDARG);
+  EXPECT_EQ(rig.device->CreateRenderTargetView(plain.Get(), nullptr, rtv.Receive()), E_INVALIDARG);
+  EXPECT_EQ(rig.device->CreateShaderResourceView(plain.Get(), nullptr, srv.Receive()), E_INVALIDARG);
   EXPECT_FALSE(rtv);
   GpuMappedSubresource mapped;
   EXPECT_EQ(rig.context->Map(plain.Get(), 0, GpuMapType::Read, 0, &mapped), E_INVALIDARG);
@@ -89,10 +89,10 @@ TEST(CpuGpuDevice, RefusesWhatTheDeviceRefuses) {
   twoMips.width = twoMips.height = 4;
   twoMips.mipLevels = 2;
   TRefPtr<IGpuTexture2D> t;
-  EXPECT_EQ(rig.device->CreateTexture2D(&twoMips, nullptr, GpuRig::Out(t)), E_INVALIDARG);
+  EXPECT_EQ(rig.device->CreateTexture2D(&twoMips, nullptr, t.Receive()), E_INVALIDARG);
   GpuBufferDesc oddConstants{20, GpuUsage::Dynamic, kGpuBindConstantBuffer, kGpuCpuAccessWrite, 0, 0};
   TRefPtr<IGpuBuffer> b;
-  EXPECT_EQ(rig.device->CreateBuffer(&oddConstants, nullptr, GpuRig::Out(b)), E_INVALIDARG);
+  EXPECT_EQ(rig.device->CreateBuffer(&oddConstants, nullptr, b.Receive()), E_INVALIDARG);
 }
 
 // The one place a fast path will take the final pass: the canonical quad on a target of the frame's

@@ -207,7 +207,7 @@ TEST(LinuxDesktop, ShotsShowTheRootWindowAndBlackBeyondIt) {
   // The texture holds the same picture.
   gputest::GpuRig rig(capture.gpu);
   TRefPtr<IGpuTexture2D> texture;
-  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), rect, gputest::GpuRig::Out(texture)), S_OK);
+  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), rect, texture.Receive()), S_OK);
   const gputest::Picture picture = rig.Read(texture.Get());
   ASSERT_EQ(picture.width, 90u);
   ASSERT_EQ(picture.height, 60u);

@@ -99,12 +99,12 @@ TEST(SimDesktop, TextureShotIsTheDesktopPictureAndARefusedTextureIsTheResult) {
   const TRect r{630, 470, 650, 482};
 
   TRefPtr<IGpuTexture2D> texture;
-  EXPECT_EQ(grabber->GrabToTexture(rig.device.Get(), r, GpuRig::Out(texture)), E_OUTOFMEMORY);
+  EXPECT_EQ(grabber->GrabToTexture(rig.device.Get(), r, texture.Receive()), E_OUTOFMEMORY);
   EXPECT_FALSE(texture);
   EXPECT_EQ(desktop->Tick(), 0u) << "a failed shot shows nothing, so the desktop doesn't move on";
 
   const Picture expected = Expected(*desktop, r);
-  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), r, GpuRig::Out(texture)), S_OK);
+  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), r, texture.Receive()), S_OK);
   GpuTexture2DDesc desc;
   texture->GetDesc(&desc);
   EXPECT_EQ(desc.width, 20u);
@@ -123,7 +123,7 @@ struct Acquired {
 Acquired Acquire(IDuplication& d) {
   Acquired a{};
   a.info = {-1, -1};
-  a.hr = d.AcquireNextFrame(15, &a.info, GpuRig::Out(a.image));
+  a.hr = d.AcquireNextFrame(15, &a.info, a.image.Receive());
   return a;
 }
 

@@ -18,7 +18,7 @@ TEST(GpuFaults, FailsExactlyTheScriptedCallsOfAKind) {
   GpuTexture2DDesc desc;
   desc.width = desc.height = 2;
   TRefPtr<IGpuTexture2D> refused;
-  EXPECT_EQ(rig.device->CreateTexture2D(&desc, nullptr, GpuRig::Out(refused)), E_FAIL);
+  EXPECT_EQ(rig.device->CreateTexture2D(&desc, nullptr, refused.Receive()), E_FAIL);
   EXPECT_FALSE(refused);
   const TRefPtr<IGpuTexture2D> third = rig.Texture(picture);
   EXPECT_TRUE(third);
@@ -28,7 +28,7 @@ TEST(GpuFaults, FailsExactlyTheScriptedCallsOfAKind) {
   desc.usage = GpuUsage::Staging;
   desc.cpuAccessFlags = kGpuCpuAccessRead;
   TRefPtr<IGpuTexture2D> staging;
-  ASSERT_EQ(rig.device->CreateTexture2D(&desc, nullptr, GpuRig::Out(staging)), S_OK);
+  ASSERT_EQ(rig.device->CreateTexture2D(&desc, nullptr, staging.Receive()), S_OK);
   GpuMappedSubresource mapped;
   EXPECT_EQ(rig.context->Map(staging.Get(), 0, GpuMapType::Read, 0, &mapped), E_OUTOFMEMORY);
   EXPECT_EQ(mapped.data, nullptr);

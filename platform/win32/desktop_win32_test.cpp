@@ -130,7 +130,7 @@ TEST(WindowsDesktop, ShotsShowAPaintedWindowAndBlackBeyondTheScreen) {
   // The same picture in a texture, and through a pitch wider than the rows.
   gputest::GpuRig rig(capture.gpu);
   TRefPtr<IGpuTexture2D> texture;
-  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), rect, gputest::GpuRig::Out(texture)), S_OK);
+  ASSERT_EQ(grabber->GrabToTexture(rig.device.Get(), rect, texture.Receive()), S_OK);
   const gputest::Picture picture = rig.Read(texture.Get());
   ASSERT_EQ(picture.width, UINT(kWidth));
   ASSERT_EQ(picture.height, UINT(kHeight));

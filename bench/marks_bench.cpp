@@ -19,7 +19,6 @@ using namespace cvplat;
 
 constexpr int32_t kW = 1920;
 constexpr int32_t kH = 1080;
-constexpr uint32_t kStockOrder[3] = {kStockLeftClick, kStockRightClick, kStockHighlight};
 
 HRESULT CpuTwin(IGpuDevice** device, UINT* level, IGpuContext** context) {
   return CreateCpuGpuDevice({}, device, level, context);
@@ -70,15 +69,9 @@ struct Scene {
 
 struct HardwareScene : Scene {
   HardwareScene() {
-    ok = gpu.InitDevice(CpuTwin, props.Get()) == 1;
-    for (int i = 0; i < 3 && ok; ++i) {
-      TStockBitmap bitmap;
-      IGpuTexture2D* texture = nullptr;
-      ok = SUCCEEDED(LoadStockBitmap(platform, kStockOrder[i], &bitmap)) &&
-           SUCCEEDED(StockTexture(gpu.Device(), bitmap, &texture));
-      gpu.stockTextures[i] = TRefPtr<IGpuTexture2D>::Adopt(texture);
-    }
-    ok = ok && SUCCEEDED(gpu.EnsureRenderTexture(region.current, work));
+    ok = gpu.InitDevice(CpuTwin, props.Get()) == 1 &&
+         SUCCEEDED(LoadStockTextures(platform, gpu.Device(), gpu.stockTextures)) &&
+         SUCCEEDED(gpu.EnsureRenderTexture(region.current, work));
   }
   ~HardwareScene() { gpu.Release(); }
   TGpuPipeline gpu;
@@ -110,16 +103,8 @@ void BM_HardwarePassWithoutMarks(benchmark::State& state) {
 
 struct SoftwareScene : Scene {
   SoftwareScene() {
-    ok = true;
-    for (int i = 0; i < 3 && ok; ++i) {
-      TStockBitmap bitmap;
-      ICVFrame_I* frame = nullptr;
-      ok = SUCCEEDED(LoadStockBitmap(platform, kStockOrder[i], &bitmap)) &&
-           SUCCEEDED(StockFrame(factory.Get(), bitmap, &frame));
-      stock[i] = TRefPtr<ICVFrame_I>::Adopt(frame);
-    }
     shot = Frame(kColourARGB32);
-    ok = ok && shot;
+    ok = SUCCEEDED(LoadStockFrames(platform, factory.Get(), stock)) && shot;
   }
   TRefPtr<ICVFrame_I> stock[3];
   TRefPtr<ICVFrame_I> shot;

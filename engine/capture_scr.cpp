@@ -46,8 +46,6 @@ TCaptureSCR::~TCaptureSCR() {
   Stop();
   SetState(eEngineClosed);
   engineLock.Leave();
-  // A device switched while no capture ran may still be recording.
-  audioInserter->StopCapture(false);
 }
 
 bool TCaptureSCR::VideoFormatAccept(const TVideoProps& format) {
@@ -127,7 +125,7 @@ int32_t TCaptureSCR::InitHardware(bool useDuplication) {
   const cvplat::GpuDeviceFactory factory = platform.gpu ? platform.gpu : cvplat::GpuDeviceFactory(cvplat::CreateGpuDevice);
   if (gpu.InitDevice(factory, tree.Get()) == 0) return eCaptureGDI;
   // Without its marks the hardware path isn't complete; what was made stays until ReleaseHardware.
-  if (FAILED(LoadStockTextures())) return eCaptureGDI;
+  if (FAILED(LoadStockTextures(platform, gpu.Device(), gpu.stockTextures))) return eCaptureGDI;
   if (!useDuplication) return eCaptureDirectX;
   return InitDuplication() ? eCaptureDXGI : eCaptureDirectX;
 }
@@ -138,34 +136,9 @@ bool TCaptureSCR::InitDuplication() {
   return SetUpDuplication(platform, gpu.Device(), screenIndex, duplication, outputDesc);
 }
 
-namespace {
-
-// Both paths load the images in this order, which is the order of kStockIndex*.
-constexpr uint32_t kStockOrder[3] = {kStockLeftClick, kStockRightClick, kStockHighlight};
-
-}  // namespace
-
-HRESULT TCaptureSCR::LoadStockTextures() {
-  for (int i = 0; i < 3; ++i) {
-    TStockBitmap bitmap;
-    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
-    cvplat::IGpuTexture2D* texture = nullptr;
-    if (HRESULT hr = StockTexture(gpu.Device(), bitmap, &texture); FAILED(hr)) return hr;
-    gpu.stockTextures[i] = TRefPtr<cvplat::IGpuTexture2D>::Adopt(texture);
-  }
-  return S_OK;
-}
-
 HRESULT TCaptureSCR::InitSoftware() {
   TRefPtr<ICVFactory> factory = TRefPtr<ICVFactory>::Adopt(GetFrameFactory());
-  for (int i = 0; i < 3; ++i) {
-    TStockBitmap bitmap;
-    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
-    ICVFrame_I* frame = nullptr;
-    if (HRESULT hr = StockFrame(factory.Get(), bitmap, &frame); FAILED(hr)) return hr;
-    stockFrames[i] = TRefPtr<ICVFrame_I>::Adopt(frame);
-  }
-  return S_OK;
+  return LoadStockFrames(platform, factory.Get(), stockFrames);
 }
 
 void TCaptureSCR::ReleaseStockFrames() {

@@ -98,8 +98,6 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   // The output format the loop has just chosen, for FormatCopy.
   void PublishFormat(const TVideoProps& video);
 
-  // Loads the stock pictures of the marks: textures on the gpu device, or frames for the software loop.
-  HRESULT LoadStockTextures();
   void ReleaseStockFrames();
 
   const cvplat::CapturePlatform platform;
@@ -109,7 +107,8 @@ class TCaptureSCR : public TCaptureBase<TCaptureSCR> {
   TCursorOverlay cursor;
   // The stock pictures of the software loop's marks, by kStockIndex*.
   TRefPtr<ICVFrame_I> stockFrames[3];
-  // Joins the sound of the chosen endpoint to the frames; made last, kept for the engine's life.
+  // Joins the sound of the chosen endpoint to the frames; made last, kept for the engine's life, and
+  // released first, which stops a device that a property change opened while no capture ran.
   TRefPtr<TAudioInserter> audioInserter;
   // Set up and dropped by mode selection, the recovery of the DXGI branch and Stop; used by the capture
   // thread alone while it runs.

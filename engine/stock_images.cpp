@@ -127,3 +127,23 @@ HRESULT StockFrame(ICVFactory* factory, const TStockBitmap& bitmap, ICVFrame_I**
   if (layout.imageBytes < 0 || static_cast<uint64_t>(layout.imageBytes) > bitmap.pixels.size()) return E_FAIL;
   return factory->FrameCreate(&props, reinterpret_cast<uintptr_t>(bitmap.pixels.data()), 0, 0, 0, frame, nullptr);
 }
+
+HRESULT LoadStockTextures(const cvplat::CapturePlatform& platform, cvplat::IGpuDevice* device,
+                          TRefPtr<cvplat::IGpuTexture2D> (&textures)[3]) {
+  for (int i = 0; i < 3; ++i) {
+    TStockBitmap bitmap;
+    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
+    if (HRESULT hr = StockTexture(device, bitmap, textures[i].Receive()); FAILED(hr)) return hr;
+  }
+  return S_OK;
+}
+
+HRESULT LoadStockFrames(const cvplat::CapturePlatform& platform, ICVFactory* factory,
+                        TRefPtr<ICVFrame_I> (&frames)[3]) {
+  for (int i = 0; i < 3; ++i) {
+    TStockBitmap bitmap;
+    if (HRESULT hr = LoadStockBitmap(platform, kStockOrder[i], &bitmap); FAILED(hr)) return hr;
+    if (HRESULT hr = StockFrame(factory, bitmap, frames[i].Receive()); FAILED(hr)) return hr;
+  }
+  return S_OK;
+}

@@ -8,12 +8,15 @@
 #include <vector>
 
 #include "CVDeviceSCR.h"
+#include "platform/auto_obj.h"
 #include "platform/desktop.h"
 #include "platform/gpu.h"
 
 inline constexpr uint32_t kStockHighlight = 107;
 inline constexpr uint32_t kStockLeftClick = 108;
 inline constexpr uint32_t kStockRightClick = 109;
+// The order in which both loops load and keep the three: left ring, right ring, disc.
+inline constexpr uint32_t kStockOrder[3] = {kStockLeftClick, kStockRightClick, kStockHighlight};
 
 // A BMP file taken apart: its info header as it stands in the file, and a copy of its pixel bytes.
 struct TStockBitmap {
@@ -35,3 +38,10 @@ HRESULT LoadStockBitmap(const cvplat::CapturePlatform& platform, uint32_t id, TS
 HRESULT StockTexture(cvplat::IGpuDevice* device, const TStockBitmap& bitmap, cvplat::IGpuTexture2D** texture);
 // A frame of the picture: ARGB32 for 32 bits a pixel, else RGB24, at 29.97 frames a second.
 HRESULT StockFrame(ICVFactory* factory, const TStockBitmap& bitmap, ICVFrame_I** frame);
+
+// All three, in kStockOrder, as textures of `device` or as frames. The first failure is the result; what
+// was made before it stays in the array.
+HRESULT LoadStockTextures(const cvplat::CapturePlatform& platform, cvplat::IGpuDevice* device,
+                          TRefPtr<cvplat::IGpuTexture2D> (&textures)[3]);
+HRESULT LoadStockFrames(const cvplat::CapturePlatform& platform, ICVFactory* factory,
+                        TRefPtr<ICVFrame_I> (&frames)[3]);

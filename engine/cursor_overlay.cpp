@@ -16,8 +16,10 @@ constexpr int32_t kMinCursorSide = 5;
 constexpr uint32_t kAlphaMask = 0xFF000000u;
 constexpr uint32_t kColourMask = 0x00FFFFFFu;
 
-std::wstring DeadlineText(XMLParse::CoXMLNode* props, const wchar_t* key) {
-  return props ? props->GetString(key) : std::wstring();
+// The deadline that the text of `key` gives at `now`.
+uint32_t DeadlineFrom(XMLParse::CoXMLNode* props, const wchar_t* key, uint32_t now) {
+  const std::wstring text = props ? props->GetString(key) : std::wstring();
+  return ParseVisibilityDeadline(text.c_str(), now);
 }
 
 }  // namespace
@@ -57,23 +59,17 @@ uint32_t TCursorOverlay::Now() const { return tickMs_ ? tickMs_() : cvplat::Tick
 
 void TCursorOverlay::ResetDeadlines(XMLParse::CoXMLNode* props) {
   const uint32_t now = Now();
-  showMouseDeadline.store(ParseVisibilityDeadline(DeadlineText(props, L"capture.show_mouse").c_str(), now),
-                          std::memory_order_relaxed);
-  highlightMouseDeadline.store(
-      ParseVisibilityDeadline(DeadlineText(props, L"capture.highlight_mouse").c_str(), now),
-      std::memory_order_relaxed);
+  showMouseDeadline.store(DeadlineFrom(props, L"capture.show_mouse", now), std::memory_order_relaxed);
+  highlightMouseDeadline.store(DeadlineFrom(props, L"capture.highlight_mouse", now), std::memory_order_relaxed);
 }
 
 bool TCursorOverlay::OnPropertyChanged(const wchar_t* name, XMLParse::CoXMLNode* props) {
   if (cv_text::EqualsNoCase(name, L"capture.show_mouse")) {
-    showMouseDeadline.store(ParseVisibilityDeadline(DeadlineText(props, L"capture.show_mouse").c_str(), Now()),
-                            std::memory_order_relaxed);
+    showMouseDeadline.store(DeadlineFrom(props, L"capture.show_mouse", Now()), std::memory_order_relaxed);
     return true;
   }
   if (cv_text::EqualsNoCase(name, L"capture.highlight_mouse")) {
-    highlightMouseDeadline.store(
-        ParseVisibilityDeadline(DeadlineText(props, L"capture.highlight_mouse").c_str(), Now()),
-        std::memory_order_relaxed);
+    highlightMouseDeadline.store(DeadlineFrom(props, L"capture.highlight_mouse", Now()), std::memory_order_relaxed);
     return true;
   }
   return false;
@@ -107,14 +103,11 @@ void TCursorOverlay::UpdateCursorState(XMLParse::CoXMLNode* props, TCursorState&
   // "hide_inactive" counts from the last activity; "show" and "hide" stay what they are.
   const uint32_t highlight = highlightMouseDeadline.load(std::memory_order_relaxed);
   if (highlight != kDeadlineNever && highlight != kDeadlineAlways) {
-    highlightMouseDeadline.store(
-        ParseVisibilityDeadline(DeadlineText(props, L"capture.highlight_mouse").c_str(), Now()),
-        std::memory_order_relaxed);
+    highlightMouseDeadline.store(DeadlineFrom(props, L"capture.highlight_mouse", Now()), std::memory_order_relaxed);
   }
   const uint32_t show = showMouseDeadline.load(std::memory_order_relaxed);
   if (show != kDeadlineNever && show != kDeadlineAlways) {
-    showMouseDeadline.store(ParseVisibilityDeadline(DeadlineText(props, L"capture.show_mouse").c_str(), Now()),
-                            std::memory_order_relaxed);
+    showMouseDeadline.store(DeadlineFrom(props, L"capture.show_mouse", Now()), std::memory_order_relaxed);
   }
 }
 

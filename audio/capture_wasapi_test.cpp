@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "audio/inserter_test_support.h"
 #include "platform/sim/audio_sim.h"
 #include "props/catalogue.h"
 
@@ -12,10 +13,10 @@ using cvplat::SimAudio;
 using cvplat::WaveEncoding;
 using cvplat::WaveFormat;
 
-constexpr int64_t kMs = 10000;
-const WaveFormat kMixFloat{WaveEncoding::kFloat, 2, 48000, 32, 32, 3};
-const TAudioProps kRequest{0, 48000, 16, 0};  // what the engine asks for
-const TAudioProps kFloatStereo{2, 48000, -32, 0};
+using inserter_test::kMs;
+using inserter_test::kMixFloat;
+using inserter_test::kRequest;
+using inserter_test::kFloatStereo;
 
 XMLParse::XMLNodePtr Tree(int32_t bufferMsec, bool exclusive = false) {
   XMLParse::XMLNodePtr tree = XMLParse::CoXMLNode::Create(XMLParse::kPropsRootName);

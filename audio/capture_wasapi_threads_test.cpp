@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "audio/inserter_test_support.h"
 #include "platform/sim/audio_sim.h"
 
 namespace {
@@ -13,9 +14,9 @@ using cvplat::SimAudio;
 using cvplat::WaveEncoding;
 using cvplat::WaveFormat;
 
-constexpr int64_t kMs = 10000;
-const WaveFormat kMixFloat{WaveEncoding::kFloat, 2, 48000, 32, 32, 3};
-const TAudioProps kRequest{0, 48000, 16, 0};
+using inserter_test::kMs;
+using inserter_test::kMixFloat;
+using inserter_test::kRequest;
 
 class CaptureWasapiThread : public ::testing::Test {
  protected:

@@ -264,36 +264,29 @@ struct DeviceQuery {
   bool done = false;
 };
 
-void OnSource(pa_context*, const pa_source_info* info, int eol, void* user) {
+// One entry of a source or sink listing: the fields both kinds share, or the end of the list.
+template <class Info>
+DeviceInfo* AddDevice(const Info* info, int eol, void* user) {
   auto* query = static_cast<DeviceQuery*>(user);
   if (eol != 0 || !info) {
     query->link->Update([query] { query->done = true; });
-    return;
+    return nullptr;
   }
-  DeviceInfo d;
+  DeviceInfo& d = query->items.emplace_back();
   d.index = info->index;
   d.name = info->name ? info->name : "";
   d.description = info->description ? info->description : "";
-  d.isMonitor = info->monitor_of_sink != PA_INVALID_INDEX;
   d.sample = info->sample_spec;
   d.map = info->channel_map;
-  query->items.push_back(std::move(d));
+  return &d;
+}
+
+void OnSource(pa_context*, const pa_source_info* info, int eol, void* user) {
+  if (DeviceInfo* d = AddDevice(info, eol, user)) d->isMonitor = info->monitor_of_sink != PA_INVALID_INDEX;
 }
 
 void OnSink(pa_context*, const pa_sink_info* info, int eol, void* user) {
-  auto* query = static_cast<DeviceQuery*>(user);
-  if (eol != 0 || !info) {
-    query->link->Update([query] { query->done = true; });
-    return;
-  }
-  DeviceInfo d;
-  d.index = info->index;
-  d.name = info->name ? info->name : "";
-  d.description = info->description ? info->description : "";
-  d.monitor = info->monitor_source_name ? info->monitor_source_name : "";
-  d.sample = info->sample_spec;
-  d.map = info->channel_map;
-  query->items.push_back(std::move(d));
+  if (DeviceInfo* d = AddDevice(info, eol, user)) d->monitor = info->monitor_source_name ? info->monitor_source_name : "";
 }
 
 struct ServerQuery {

@@ -364,6 +364,30 @@ TEST(CaptureMarks, BothLoopsPutTheSameMarksOnTheSamePixels) {
   EXPECT_LE(worst, 1);
 }
 
+TEST(CaptureMarks, AMachineThatCantTellWhereThePointerIsGetsNoMarks) {
+  for (const wchar_t* mode : {L"GDI", L"DXGI"}) {
+    SCOPED_TRACE(std::string(mode, mode + std::wcslen(mode)));
+    MarksCapture s(mode);
+    cvplat::CapturePlatform platform = s.desktop->Platform(s.faults.Factory());
+    platform.cursor = nullptr;
+    s.engine = MakeRef<TCaptureSCR>(platform);
+    ASSERT_EQ(s.engine->Init(s.tree), S_OK);
+    s.root->SetString(L"capture.show_mouse", L"show");
+    s.root->SetString(L"capture.highlight_mouse", L"show");
+    s.root->SetColor(L"capture.highlight_mouse_color", 0x00FF0000u);
+    s.desktop->PressKey(1);
+    ASSERT_EQ(s.Start(), S_OK);
+    ASSERT_TRUE(s.sink.WaitFrames(5));
+    const std::vector<uint8_t> picture = s.sink.LastPicture();
+    s.engine->Stop();
+    // Neither a disc nor a ring in the corner where the unknown position would put them.
+    int32_t changed = 0;
+    for (int32_t y = 0; y < kHeight; ++y)
+      for (int32_t x = 0; x < kWidth; ++x) changed += !(At(picture, x, y) == Desktop(*s.desktop, x, y));
+    EXPECT_EQ(changed, 0);
+  }
+}
+
 TEST(CaptureMarks, DamagedStockPicturesFailTheSoftwareModeAndSkipTheGpu) {
   // GDI can't run without its pictures: the start fails and says so.
   {

@@ -137,6 +137,7 @@ HRESULT DrawCursorTexture(TGpuPipeline& gpu, TCursorOverlay& cursor, IGpuTexture
 
 void DrawHardwareMarks(TGpuPipeline& gpu, TCursorOverlay& cursor, const TCursorState& state, IGpuTexture2D* target,
                        const TCaptureRegion& region, XMLParse::CoXMLNode* props) {
+  if (!cursor.HasPointer()) return;
   const int32_t x = state.x;
   const int32_t y = state.y;
   if (cursor.HighlightShowing()) {
@@ -195,7 +196,7 @@ HRESULT TintHighlightFrame(ICVFrame_I* mask, uint32_t colour, ICVFactory* factor
 void DrawSoftwareMarks(ICVFactory* factory, ICVFrame_I* const stockFrames[3], TCursorOverlay& cursor,
                        const TCursorState& state, ICVFrame_I* target, const TCaptureRegion& region,
                        XMLParse::CoXMLNode* props) {
-  if (!factory || !target) return;
+  if (!factory || !target || !cursor.HasPointer()) return;
   const double left = region.current.left;
   const double top = region.current.top;
   const int32_t x = state.x;

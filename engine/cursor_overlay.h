@@ -59,6 +59,8 @@ class TCursorOverlay {
   // activity the timed deadlines armed again.
   void UpdateCursorState(XMLParse::CoXMLNode* props, TCursorState& state);
 
+  // Whether the machine tells where the pointer is; without it no mark has a place to go.
+  bool HasPointer() const { return cursor_ != nullptr; }
   bool HighlightShowing() const { return Now() < highlightMouseDeadline.load(std::memory_order_relaxed); }
   bool PointerShowing() const { return Now() < showMouseDeadline.load(std::memory_order_relaxed); }
   uint32_t ShowMouseDeadline() const { return showMouseDeadline.load(std::memory_order_relaxed); }

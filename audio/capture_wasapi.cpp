@@ -118,6 +118,14 @@ HRESULT AudioDeviceList(int32_t mode, cvplat::IAudioEndpoints* endpoints, TAudio
   }
 }
 
+std::vector<std::wstring> AudioDeviceOptions(cvplat::IAudioEndpoints* endpoints) {
+  TAudioWASAPI map;
+  std::vector<std::wstring> names;
+  if (FAILED(AudioDeviceList(eAudioListDefaultLoopback, endpoints, map))) return names;
+  for (int32_t i = 0; i < map.DeviceCount(); ++i) names.push_back(map.DeviceName(i));
+  return names;
+}
+
 bool DefaultAudioDevice(XMLParse::CoXMLNode* tree, bool audioEnabled, std::wstring& name) {
   if (!tree || !audioEnabled || name != L"none") return false;
   std::optional<std::wstring> values;

@@ -64,6 +64,9 @@ HRESULT AudioDeviceList(int32_t mode, cvplat::IAudioEndpoints* endpoints, TAudio
 // The friendly name of an endpoint, with " (Loopback)" in mode eAudioListLoopback; S_FALSE and empty
 // when it has none.
 HRESULT AudioDeviceName(int32_t mode, cvplat::IAudioEndpoint& device, std::wstring* name);
+// The options of capture.audio_device after "none": the default output's loopback when the machine has
+// one, else nothing.
+std::vector<std::wstring> AudioDeviceOptions(cvplat::IAudioEndpoints* endpoints);
 // When `name` is "none" and audio is wanted, the option after "none" in the option list of
 // capture.audio_device (the last option when the list is shorter) takes its place. True when replaced.
 bool DefaultAudioDevice(XMLParse::CoXMLNode* tree, bool audioEnabled, std::wstring& name);

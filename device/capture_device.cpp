@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <new>
 
+#include "audio/capture_wasapi.h"
 #include "engine/capture_scr.h"
 #include "media/module_lock.h"
 #include "platform/system.h"
@@ -35,7 +36,8 @@ HRESULT CoCVCaptureSCR::FinalConstruct() {
 
   TRefPtr<XMLParse::CoXMLNode> root = rootNode.Get();
   XMLParse::LoadSettings(*root, nullptr, platform->settings.get(), XMLParse::kSettingsKeyPath, true);
-  XMLParse::BuildCatalogue(*root);
+  // The sound service is asked once, here: the options stay as they were found for the device's life.
+  XMLParse::BuildCatalogue(*root, AudioDeviceOptions(platform->capture.audio.get()));
 
   TRefPtr<TCaptureSCR> screen(new TCaptureSCR(platform->capture));
   screen->NameSet(kScreenDeviceName);

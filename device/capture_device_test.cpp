@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "media/module_lock.h"
 #include "media/video_format.h"
 #include "platform/kernel.h"
+#include "platform/sim/audio_sim.h"
 #include "props/settings_persist.h"
 
 namespace {
@@ -375,6 +377,63 @@ TEST(CaptureDeviceHostSurface, FormatAndPropsFacesWorkOnTheDeviceTheyBelongTo) {
   EXPECT_EQ(d.Get(L"DLL-VERSION"), d.Get(L"dll-version"));
   EXPECT_NE(d.Get(L"dll-version"), L"<none>");
   EXPECT_EQ(d.Get(L"no.such.key"), L"<none>");
+}
+
+std::vector<std::wstring> AudioOptions(TTestDevice& d) {
+  std::vector<std::wstring> options;
+  int32_t count = 0;
+  if (FAILED(d.props->PropsOptionsCount(L"capture.audio_device", &count))) return options;
+  for (int32_t i = 0; i < count; ++i) {
+    BSTR option = nullptr;
+    if (SUCCEEDED(d.props->PropsOptionsGetByIndex(L"capture.audio_device", i, &option, nullptr)))
+      options.push_back(Text(option));
+  }
+  return options;
+}
+
+TEST(CaptureDeviceSound, OffersTheDefaultOutputsLoopbackAndAnOpenWithAudioCarriesItsSound) {
+  const auto audio = cvplat::SimAudio::Create();
+  const cvplat::WaveFormat mix{cvplat::WaveEncoding::kFloat, 2, 48000, 32, 32, 3};
+  audio->AddEndpoint(cvplat::AudioFlow::kCapture, L"Mic", mix);
+  const std::wstring speakers = audio->AddEndpoint(cvplat::AudioFlow::kRender, L"Speakers", mix);
+  auto platform = cvplat::SimDevicePlatform();
+  platform->capture.audio = audio;
+  TTestDevice d(platform);
+  ASSERT_EQ(d.status, S_OK);
+  // Recording endpoints are opened by name, but only the default output's loopback is offered.
+  EXPECT_EQ(AudioOptions(d), (std::vector<std::wstring>{L"none", L"PC Sounds (Loopback)"}));
+  d.SmallAndFast(L"30");
+
+  // Once the host turns audio on, "none" opens the first offered endpoint: the frames carry what the
+  // output plays.
+  ASSERT_EQ(d.device->DeviceSelect(kDeviceKindAudio, 0, nullptr), S_OK);
+  std::atomic<bool> feeding{true};
+  std::thread feeder([&] {
+    while (feeding) {
+      audio->Advance(100000);
+      cvplat::SleepMs(10);
+    }
+  });
+  int64_t id = 0;
+  int32_t soundBytes = 0;
+  TAvProps format{};
+  for (int i = 0; i < 60 && soundBytes == 0; ++i) {
+    ICVFrame_I* frame = nullptr;
+    if (d.source->SourceFrameGetEx_I(&id, &frame, 2 * kSecond, nullptr) != S_OK || !frame) break;
+    frame->FormatGet(&format, &soundBytes);
+    frame->Release();
+  }
+  d.source->SourceReaderClose(id);
+  feeding = false;
+  feeder.join();
+  EXPECT_GT(soundBytes, 0) << "no frame carried the loopback's sound";
+  EXPECT_EQ(format.audio.sampleRate, 48000);
+  EXPECT_GE(audio->Counters(speakers).starts, 1);
+
+  // A machine without a default output offers "none" alone.
+  audio->SetDefaultRender(L"");
+  TTestDevice bare(platform);
+  EXPECT_EQ(AudioOptions(bare), (std::vector<std::wstring>{L"none"}));
 }
 
 }  // namespace

@@ -31,6 +31,7 @@ struct Delivery {
   TAudioProps audio{};
   int32_t audioBytes = 0;
   bool audioNonZero = false;  // some sample of channel 0 isn't 0
+  std::vector<float> left;    // channel 0 of 16-bit or float sound, when the sink keeps the sound
 };
 
 class CaptureSink {
@@ -82,6 +83,8 @@ class CaptureSink {
     return lastPicture_;
   }
   void RefuseAt(int64_t counter) { refuseAt_.store(counter); }
+  // Every delivery keeps the samples of its channel 0.
+  void KeepSound() { keepSound_ = true; }
   // Called with every delivered frame and its picture (top row first), on the capture thread.
   void Inspect(std::function<void(const Delivery&, const std::vector<uint8_t>&)> inspect) {
     std::lock_guard lock(mutex_);
@@ -106,6 +109,7 @@ class CaptureSink {
     uint8_t* samples = nullptr;
     if (d.audioBytes > 0 && SUCCEEDED(frame->AudioChannelGet(0, 0, &channelBytes, &samples)) && samples) {
       for (int32_t i = 0; i < channelBytes && !d.audioNonZero; ++i) d.audioNonZero = samples[i] != 0;
+      if (keepSound_) KeepLeft(d, samples, channelBytes);
     }
     frame->TimeGet(&d.time);
     void* face = nullptr;
@@ -143,6 +147,20 @@ class CaptureSink {
     return S_OK;
   }
 
+  static void KeepLeft(Delivery& d, const uint8_t* samples, int32_t bytes) {
+    if (d.audio.bitsPerSample == -32) {
+      d.left.resize(static_cast<size_t>(bytes) / 4);
+      std::memcpy(d.left.data(), samples, d.left.size() * 4);
+    } else if (d.audio.bitsPerSample == 16) {
+      for (int32_t i = 0; i + 1 < bytes; i += 2) {
+        int16_t v;
+        std::memcpy(&v, samples + i, 2);
+        d.left.push_back(static_cast<float>(v) / 32768.0f);
+      }
+    }
+  }
+
+  bool keepSound_ = false;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Delivery> frames_;

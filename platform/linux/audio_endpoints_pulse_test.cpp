@@ -15,12 +15,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/audio_endpoints.h"
+#include "platform/test_tone_test_support.h"
 #include "primitives/sine_analysis.h"
 
 extern char** environ;
@@ -196,21 +196,7 @@ TEST_F(PulseEndpointsTest, ALoopbackNegotiatesSharedFormatsOnly) {
   CloseKernelHandle(event);
 }
 
-// 16-bit stereo at 48 kHz: a tone of `hz` at half scale, `seconds` long.
-void WriteTone(const fs::path& file, double hz, uint32_t seconds) {
-  const uint32_t rate = 48000, frames = rate * seconds, bytes = frames * 4;
-  const uint32_t header[] = {0x46464952, 36 + bytes, 0x45564157, 0x20746d66, 16, 0x00020001,
-                             rate, rate * 4, 0x00100004, 0x61746164, bytes};  // RIFF, WAVE, fmt, data
-  std::vector<int16_t> samples(size_t{frames} * 2);
-  for (uint32_t i = 0; i < frames; ++i)
-    samples[2 * i] = samples[2 * i + 1] = static_cast<int16_t>(std::lround(16384 * std::sin(2 * M_PI * hz * i / rate)));
-  std::ofstream out(file, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(header), sizeof header);
-  out.write(reinterpret_cast<const char*>(samples.data()), static_cast<std::streamsize>(samples.size() * 2));
-}
-
 TEST_F(PulseEndpointsTest, AToneComesOutOfTheLoopbackAtItsOwnPitch) {
-  if (!OnPath("paplay")) GTEST_SKIP() << "no sound player installed (scripts/install-deps.sh test installs it)";
   const std::shared_ptr<IAudioEndpoint> sink = Sink();
   ASSERT_TRUE(sink);
   std::unique_ptr<IAudioStream> stream;
@@ -220,11 +206,9 @@ TEST_F(PulseEndpointsTest, AToneComesOutOfTheLoopbackAtItsOwnPitch) {
   ASSERT_EQ(stream->Initialize(AudioShareMode::kShared, kStreamLoopback, 200000, 200000, format), S_OK);
   ASSERT_EQ(stream->Start(), S_OK);
 
-  const fs::path wav = fs::temp_directory_path() / ("cv-tone-" + std::to_string(getpid()) + ".wav");
-  WriteTone(wav, 1000, 4);
-  pid_t player = Spawn({"paplay", std::string("--device=") + kSink, "--latency-msec=20", wav.string()}, nullptr,
-                       "/dev/null");
-  ASSERT_GT(player, 0);
+  std::string why;
+  std::unique_ptr<TestTone> tone = PlayTestTone(1000, 4, &why);
+  if (!tone) GTEST_SKIP() << why;
 
   // From the first sound on, 1.2 s of the left channel; the tone may take a while to arrive.
   std::vector<float> left;
@@ -242,8 +226,7 @@ TEST_F(PulseEndpointsTest, AToneComesOutOfTheLoopbackAtItsOwnPitch) {
       if (!left.empty() || std::fabs(samples[2 * i]) > 0.05f) left.push_back(samples[2 * i]);
     ASSERT_EQ(stream->ReleaseBuffer(packet.frames), S_OK);
   }
-  EndProcess(player);
-  fs::remove(wav);
+  tone.reset();
   EXPECT_EQ(stream->Stop(), S_OK);
   ASSERT_EQ(left.size(), wanted) << "the tone did not arrive";
   EXPECT_NEAR(cvtest::ZeroCrossingFrequency(left.data(), left.size()) * 48000, 1000.0, 1.0);

@@ -49,7 +49,10 @@ bool PictureOf(ICVFrame_I* frame, int64_t* size, uint8_t** bytes) {
 
 // Hands the frame's planar samples to the outputs.
 bool AddSound(ICVFrame_I* frame, const TAudioProps& audio, int32_t audioBytes, TCaptureOutputs& outputs) {
-  if (audio.channels <= 0 || audio.channels > 32 || audioBytes <= 0) return true;
+  if (audio.channels <= 0 || audio.channels > 32 || audioBytes <= 0) {
+    outputs.AddFrameWithoutSound();
+    return true;
+  }
   const uint8_t* planes[32] = {};
   int32_t bytes = audioBytes;
   for (int32_t c = 0; c < audio.channels; ++c) {
@@ -60,6 +63,16 @@ bool AddSound(ICVFrame_I* frame, const TAudioProps& audio, int32_t audioBytes, T
     if (channelBytes < bytes) bytes = channelBytes;
   }
   return outputs.AddSound(audio, planes, bytes);
+}
+
+// "default" turns the device's sound on and leaves the choice to it: its first offered endpoint.
+HRESULT ChooseSound(IUnknown* object, ICVProps* props, const std::wstring& name) {
+  if (!props) return E_NOINTERFACE;
+  if (name != L"default") return props->PropsSet(L"capture.audio_device", name.c_str());
+  auto device = TRef<ICVDevice>::Query(object, IID_ICVDevice);
+  if (!device) return E_NOINTERFACE;
+  if (HRESULT hr = device->DeviceSelect(kDeviceKindAudio, 0, nullptr); FAILED(hr)) return hr;
+  return props->PropsSet(L"capture.audio_device", L"none");
 }
 
 void PrintProgress(const TCaptureStats& stats, const TCaptureOutputs& outputs) {
@@ -90,6 +103,13 @@ void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, do
     PrintLine("audio: " + ToUtf8(outputs.File("audio.wav").wstring()) + "  " + std::to_string(outputs.AudioSamples()) +
               " samples  " + std::to_string(outputs.AudioFormat().channels) + " ch " +
               std::to_string(outputs.AudioFormat().sampleRate) + " Hz  peak " + peak);
+    // What each frame carried: its share of the rate, and frames left silent by a late or stalled source.
+    char perFrame[160];
+    std::snprintf(perFrame, sizeof perFrame, "audio per frame: %.1f samples (%d..%d) on %lld frames, %lld without sound",
+                  static_cast<double>(outputs.AudioSamples()) / static_cast<double>(outputs.FramesWithSound()),
+                  outputs.FewestSamplesPerFrame(), outputs.MostSamplesPerFrame(),
+                  static_cast<long long>(outputs.FramesWithSound()), static_cast<long long>(outputs.FramesWithoutSound()));
+    PrintLine(perFrame);
   } else {
     PrintLine("audio: none");
   }
@@ -105,6 +125,9 @@ int RunCapture(IUnknown* object, const TCommand& c) {
     if (!props) return ReportFailure("the object has no ICVProps", E_NOINTERFACE);
     const HRESULT hr = props->PropsSet(nullptr, c.props.c_str());
     if (FAILED(hr)) return ReportFailure("applying --props", hr);
+  }
+  if (!c.audio.empty()) {
+    if (HRESULT hr = ChooseSound(object, props.Get(), c.audio); FAILED(hr)) return ReportFailure("choosing the sound", hr);
   }
   const std::filesystem::path folder(c.outDir);
   std::error_code error;

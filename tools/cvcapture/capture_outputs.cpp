@@ -1,5 +1,6 @@
 #include "tools/cvcapture/capture_outputs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -59,6 +60,9 @@ bool TCaptureOutputs::AddSound(const TAudioProps& audio, const uint8_t* const* p
   }
   interleaved_.clear();
   const int32_t samples = bytesPerChannel / step;
+  fewestSamples_ = framesWithSound_ == 0 ? samples : std::min(fewestSamples_, samples);
+  mostSamples_ = std::max(mostSamples_, samples);
+  ++framesWithSound_;
   InterleaveSamples(audio, planes, samples, wav_.Format(), &interleaved_);
   const size_t count = interleaved_.size() / static_cast<size_t>(wav_.Format().BytesPerSample());
   for (size_t i = 0; i < count; ++i) {

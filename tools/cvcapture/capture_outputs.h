@@ -22,6 +22,8 @@ class TCaptureOutputs {
   // One frame's sound: `bytesPerChannel` bytes at each of `audio.channels` planes. The first opens
   // audio.wav; sound of another format is counted as skipped.
   bool AddSound(const TAudioProps& audio, const uint8_t* const* planes, int32_t bytesPerChannel);
+  // A frame that carried no sound, for the count of samples per frame.
+  void AddFrameWithoutSound() { ++framesWithoutSound_; }
   // last.png from the frame that came last.
   bool WriteLastPicture(const TVideoProps& video, const uint8_t* bytes, int64_t size);
   // Closes the files, writing the WAV sizes.
@@ -32,6 +34,11 @@ class TCaptureOutputs {
   int64_t SkippedSounds() const { return skippedSounds_; }
   uint64_t AudioSamples() const;  // per channel
   double AudioPeak() const { return peak_; }  // 0..1 over all samples
+  // Samples per channel on the frames that carried sound, and the frames that carried none.
+  int64_t FramesWithSound() const { return framesWithSound_; }
+  int64_t FramesWithoutSound() const { return framesWithoutSound_; }
+  int32_t FewestSamplesPerFrame() const { return fewestSamples_; }
+  int32_t MostSamplesPerFrame() const { return mostSamples_; }
   bool HasVideo() const { return hasVideo_; }
   bool HasAudio() const { return hasAudio_; }
   const std::string& VideoHeader() const { return videoHeader_; }
@@ -52,5 +59,9 @@ class TCaptureOutputs {
   int64_t skippedPictures_ = 0;
   int64_t skippedSounds_ = 0;
   double peak_ = 0;
+  int64_t framesWithSound_ = 0;
+  int64_t framesWithoutSound_ = 0;
+  int32_t fewestSamples_ = 0;
+  int32_t mostSamples_ = 0;
   std::vector<uint8_t> interleaved_;
 };

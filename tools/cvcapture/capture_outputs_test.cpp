@@ -75,14 +75,20 @@ TEST_F(CaptureOutputsTest, SoundOfTheFirstFormatGoesToWavWithItsPeak) {
   const int16_t right[4] = {0, 0, 0, -32768};
   const uint8_t* planes[] = {reinterpret_cast<const uint8_t*>(left), reinterpret_cast<const uint8_t*>(right)};
   ASSERT_TRUE(outputs.AddSound(stereo, planes, 8));
-  ASSERT_TRUE(outputs.AddSound(stereo, planes, 8));
+  outputs.AddFrameWithoutSound();
+  ASSERT_TRUE(outputs.AddSound(stereo, planes, 4));
   const TAudioProps mono{1, 48000, 16, 4};
   ASSERT_TRUE(outputs.AddSound(mono, planes, 8));
   ASSERT_TRUE(outputs.Finish());
-  EXPECT_EQ(outputs.AudioSamples(), 8u);
+  EXPECT_EQ(outputs.AudioSamples(), 6u);
   EXPECT_EQ(outputs.SkippedSounds(), 1);
+  // The skipped sound counts for no frame.
+  EXPECT_EQ(outputs.FramesWithSound(), 2);
+  EXPECT_EQ(outputs.FramesWithoutSound(), 1);
+  EXPECT_EQ(outputs.FewestSamplesPerFrame(), 2);
+  EXPECT_EQ(outputs.MostSamplesPerFrame(), 4);
   EXPECT_DOUBLE_EQ(outputs.AudioPeak(), 1.0);
-  EXPECT_EQ(ReadAll(folder_ / "audio.wav").size(), 44u + 2 * 8 * 2);
+  EXPECT_EQ(ReadAll(folder_ / "audio.wav").size(), 44u + 2 * 6 * 2);
 }
 
 }  // namespace

@@ -124,7 +124,8 @@ bool ParseCapture(const std::vector<std::wstring>& a, TCommand* c, std::string* 
   bool hasSeconds = false;
   for (size_t i = 1; i < a.size(); ++i) {
     const std::wstring& option = a[i];
-    const bool known = option == L"--frames" || option == L"--seconds" || option == L"--props" || option == L"--out";
+    const bool known = option == L"--frames" || option == L"--seconds" || option == L"--props" || option == L"--out" ||
+                       option == L"--audio";
     if (!known) return Fail(error, "capture: unknown option '" + ToUtf8(option) + "'");
     if (i + 1 >= a.size()) return Fail(error, "capture: " + ToUtf8(option) + " needs a value");
     const std::wstring& value = a[++i];
@@ -142,6 +143,9 @@ bool ParseCapture(const std::vector<std::wstring>& a, TCommand* c, std::string* 
       if (value.empty()) return Fail(error, "capture: --props needs a text");
       c->hasProps = true;
       c->props = value;
+    } else if (option == L"--audio") {
+      if (value.empty()) return Fail(error, "capture: --audio needs an endpoint name or \"default\"");
+      c->audio = value;
     } else {
       if (value.empty()) return Fail(error, "capture: --out needs a folder");
       c->outDir = value;
@@ -182,8 +186,10 @@ const char* UsageText() {
          "       cvcapture props get NAME | set NAME VALUE | reset NAME | list [PATH] | info NAME | options NAME | xml\n"
          "       cvcapture formats video|audio [KIND]\n"
          "       cvcapture format set video|audio KIND INDEX\n"
-         "       cvcapture capture [--frames N | --seconds S] [--props TEXT] [--out DIR]\n"
+         "       cvcapture capture [--frames N | --seconds S] [--props TEXT] [--audio NAME|default]\n"
+         "                        [--out DIR]\n"
          "KIND: input (0), output (1), adjust (2), effective (3); capture writes DIR/video.y4m, DIR/audio.wav,\n"
          "DIR/first.png and DIR/last.png (DIR defaults to ./capture, 90 frames by default); props set also saves\n"
-         "the value in the per-user settings that new devices start from, and props reset removes it there\n";
+         "the value in the per-user settings that new devices start from, and props reset removes it there;\n"
+         "--audio joins the sound of an endpoint (see devices) to the frames, default: the first one offered\n";
 }

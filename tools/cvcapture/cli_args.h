@@ -38,6 +38,9 @@ struct TCommand {
   bool hasProps = false;
   std::wstring props;
   std::wstring outDir = L"capture";
+  // The sound endpoint to join to the frames: a name the device knows, or "default" for the first one it
+  // offers; empty leaves the device's own choice.
+  std::wstring audio;
 };
 
 // `args` without the program name. False with `error` set for arguments that make no command.

@@ -40,7 +40,10 @@ TEST(CliArgs, CaptureOptionsAndDefaults) {
   ASSERT_TRUE(Parse({L"capture"}, &c, &error));
   EXPECT_EQ(c.frames, 90);
   EXPECT_EQ(c.outDir, L"capture");
-  ASSERT_TRUE(Parse({L"capture", L"--seconds", L"2.5", L"--out", L"dir", L"--props", L"a=1 b=2"}, &c, &error));
+  ASSERT_TRUE(Parse({L"capture", L"--seconds", L"2.5", L"--out", L"dir", L"--props", L"a=1 b=2", L"--audio",
+                     L"PC Sounds (Loopback)"},
+                    &c, &error));
+  EXPECT_EQ(c.audio, L"PC Sounds (Loopback)");
   EXPECT_DOUBLE_EQ(c.seconds, 2.5);
   EXPECT_EQ(c.frames, 0);
   EXPECT_EQ(c.outDir, L"dir");

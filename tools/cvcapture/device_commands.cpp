@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr const wchar_t* kAudioDeviceKey = L"capture.audio_device";
 const char* const kFormatKindNames[] = {"input", "output", "adjust", "effective"};
 
 std::string BusyText(int32_t busy) { return busy == -1 ? "selected" : busy != 0 ? "busy" : "free"; }
@@ -31,6 +32,24 @@ int ListDevices(ICVDevice* device, int32_t kind, const char* title) {
   return 0;
 }
 
+// The sound endpoints the device offers, as the options of capture.audio_device; the chosen one starred.
+int ListSoundEndpoints(ICVProps* props) {
+  if (!props) return ReportFailure("the object has no ICVProps", E_NOINTERFACE);
+  int32_t count = 0;
+  HRESULT hr = props->PropsOptionsCount(kAudioDeviceKey, &count);
+  if (FAILED(hr)) return ReportFailure("listing the sound endpoints", hr);
+  TModuleString chosen;
+  props->PropsGet(kAudioDeviceKey, chosen.Out());
+  PrintLine("sound endpoints (capture.audio_device) (" + std::to_string(count) + "):");
+  for (int32_t i = 0; i < count; ++i) {
+    TModuleString option;
+    hr = props->PropsOptionsGetByIndex(kAudioDeviceKey, i, option.Out(), nullptr);
+    if (FAILED(hr)) return ReportFailure("sound endpoint " + std::to_string(i), hr);
+    PrintLine(std::string(option.Utf8() == chosen.Utf8() ? "* " : "  ") + std::to_string(i) + "  " + option.Utf8());
+  }
+  return 0;
+}
+
 }  // namespace
 
 int ReportFailure(const std::string& what, HRESULT status) {
@@ -47,7 +66,8 @@ int RunDevices(IUnknown* object) {
   auto device = TRef<ICVDevice>::Query(object, IID_ICVDevice);
   if (!device) return ReportFailure("the object has no ICVDevice", E_NOINTERFACE);
   if (int rc = ListDevices(device.Get(), kDeviceKindVideo, "video devices")) return rc;
-  return ListDevices(device.Get(), kDeviceKindAudio, "audio");
+  if (int rc = ListDevices(device.Get(), kDeviceKindAudio, "audio")) return rc;
+  return ListSoundEndpoints(TRef<ICVProps>::Query(object, IID_ICVProps).Get());
 }
 
 int RunFormats(IUnknown* object, const TCommand& c) {

@@ -57,4 +57,28 @@ if [ -f "$out/audio.wav" ]; then
     || fail "audio.wav does not decode"
 fi
 rm -rf "$out"
+
+# With a sound server (the test command starts one with a null sink) a tone played into the output comes
+# into the frames: through the loopback natively, through the server's monitor under Wine, which has no
+# loopback.
+if [ -n "${CV_TEST_SOUND_SINK:-}" ] && command -v paplay >/dev/null; then
+  endpoint=default
+  case "$*" in *.exe*) endpoint="Monitor of Test Output" ;; esac
+  ffmpeg -v error -y -f lavfi -i "sine=frequency=1000:sample_rate=48000:duration=20" -ac 2 tone.wav \
+    || fail "no tone file"
+  paplay --device="$CV_TEST_SOUND_SINK" --latency-msec=20 tone.wav &
+  player=$!
+  summary=$(tool "$@" capture --seconds 4 --audio "$endpoint" --out "$out") || { kill $player; fail "capture with sound failed: $summary"; }
+  kill $player 2>/dev/null || true
+  wait $player 2>/dev/null || true
+  echo "$summary"
+  peak=$(sed -n 's/^audio: .* peak \([0-9.]*\)$/\1/p' <<<"$summary")
+  per_frame=$(sed -n 's/^audio per frame: \([0-9.]*\) samples .*/\1/p' <<<"$summary")
+  [ -n "$peak" ] && [ -n "$per_frame" ] || fail "the frames carried no sound"
+  awk -v p="$peak" 'BEGIN { exit !(p > 0.05) }' || fail "the tone did not come through (peak $peak)"
+  # 48000 samples a second over the frame rate, give or take the sample carried between frames.
+  awk -v n="$per_frame" -v f="$want_fps" 'BEGIN { d = n - 48000 / f; exit !(d < 1 && d > -1) }' \
+    || fail "frames carried $per_frame samples each, not 48000 / $want_fps"
+  rm -rf "$out" tone.wav
+fi
 echo "capture_e2e: ok"

@@ -16,6 +16,7 @@
 #include "platform/dynamic_library.h"
 #include "platform/linux/screen_grab_x11.h"
 #include "platform/linux/x11_error_hook.h"
+#include "platform/linux/x11_error_trap.h"
 #include "platform/screen_grab.h"
 #endif
 
@@ -57,7 +58,10 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   X11Desktop(const X11Desktop&) = delete;
   X11Desktop& operator=(const X11Desktop&) = delete;
   ~X11Desktop() override {
-    if (display_) XCloseDisplay(display_);
+    if (!display_) return;
+    shared_.Release(display_);
+    ReleaseConnectionErrors(display_);
+    XCloseDisplay(display_);
   }
 
   std::vector<MonitorInfo> List() override {
@@ -71,7 +75,8 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
     std::lock_guard<std::mutex> hold(lock_);
     if (!Open()) return E_FAIL;
     const std::vector<MonitorInfo> monitors = Monitors();
-    const HRESULT hr = GrabRootWindow(display_, rect, pixels, pitch);
+    HRESULT hr = shared_.Grab(display_, rect, pixels, pitch);
+    if (hr == S_FALSE) hr = GrabRootWindow(display_, rect, pixels, pitch);
     if (hr == S_OK) PaintOffMonitorsBlack(rect, monitors, pixels, pitch);
     return hr;
   }
@@ -148,8 +153,10 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
     nextTry_ = now + std::chrono::seconds(2);
     display_ = XOpenDisplay(nullptr);
     if (!display_) return false;
-    // A window handle may name no window by now, and an old server may not know RandR 1.5.
+    // A window handle may name no window by now, and an old server may not know RandR 1.5: those calls
+    // just fail. Errors of requests without a reply (the attach of shared memory) are kept here too.
     SwallowReplyErrors(display_);
+    TrapConnectionErrors(display_);
     // Made if they aren't there yet, so that a window manager that starts later is still heard.
     char* names[] = {const_cast<char*>("_NET_ACTIVE_WINDOW"), const_cast<char*>("_NET_FRAME_EXTENTS"),
                      const_cast<char*>("_GTK_FRAME_EXTENTS")};
@@ -223,6 +230,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
 
   std::mutex lock_;
   Display* display_ = nullptr;
+  SharedRootShot shared_;
   std::chrono::steady_clock::time_point nextTry_{};
   Atom netActiveWindow_ = None;
   Atom netFrameExtents_ = None;
@@ -272,7 +280,7 @@ CapturePlatform NativeCapturePlatform() {
   platform.windows = desktop;
   platform.pointer = desktop;
 #if CV_DESKTOP_X11
-  // Plain GetImage for now; shots through shared memory come with their own backend.
+  // Shots through memory shared with the server where it can, plain GetImage where it can't.
   platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new X11Grabber(desktop)); };
 #else
   platform.makeGrabber = MakeUnavailableGrabber;

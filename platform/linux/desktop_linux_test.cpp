@@ -20,6 +20,7 @@
 #include <X11/Xutil.h>
 
 #include "platform/linux/screen_grab_x11.h"
+#include "platform/linux/x11_error_trap.h"
 #endif
 
 namespace cvplat {
@@ -271,6 +272,50 @@ TEST(LinuxDesktop, PixelsOfOtherFormatsConvertThroughTheirMasks) {
   EXPECT_EQ(out[0], 7u);
 }
 
+#endif
+
+#if CV_DESKTOP_X11
+// The shared segment gives the plain shot's bytes, beyond the root included, and is made once.
+TEST(LinuxDesktop, SharedMemoryShotsEqualPlainOnesAndErrorsOfTheConnectionStayWithIt) {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) GTEST_SKIP() << "no X display";
+  TrapConnectionErrors(display);
+  const int rootWidth = DisplayWidth(display, DefaultScreen(display));
+  GC gc = XCreateGC(display, DefaultRootWindow(display), 0, nullptr);
+  for (int i = 0; i < 8; ++i) Fill(display, gc, rootWidth - 64 + 8 * i, 8 * i, 8, 8, 0x102030u * (i + 1));
+  XSync(display, False);
+  SharedRootShot shared;
+  for (const TRect rect : {TRect{rootWidth - 70, -5, rootWidth + 10, 75}, TRect{0, 0, 33, 17}}) {
+    const int32_t w = rect.right - rect.left, h = rect.bottom - rect.top;
+    Shot viaShared(w, h), viaPlain(w, h);
+    ASSERT_EQ(shared.Grab(display, rect, viaShared.Bytes(), w * 4), S_OK);
+    ASSERT_EQ(GrabRootWindow(display, rect, viaPlain.Bytes(), w * 4), S_OK);
+    EXPECT_EQ(viaShared.pixels, viaPlain.pixels);
+    EXPECT_TRUE(shared.Attached());
+  }
+  shared.Release(display);
+  EXPECT_FALSE(shared.Attached());
+
+  // A request without a reply on a window that isn't there: the error is kept for this connection, and
+  // another connection's errors still reach the handler that was there before.
+  static int otherErrors = 0;
+  XErrorHandler before = XSetErrorHandler([](Display*, XErrorEvent*) { return ++otherErrors, 0; });
+  Display* other = XOpenDisplay(nullptr);
+  ASSERT_NE(other, nullptr);
+  TrapConnectionErrors(display);  // chained after the handler set just now
+  XMapWindow(display, 0x7fffff0);
+  XSync(display, False);
+  EXPECT_EQ(TakeConnectionError(display), BadWindow);
+  EXPECT_EQ(TakeConnectionError(display), 0);
+  XMapWindow(other, 0x7fffff0);
+  XSync(other, False);
+  EXPECT_EQ(otherErrors, 1);
+  ReleaseConnectionErrors(display);
+  XSetErrorHandler(before);
+  XCloseDisplay(other);
+  XFreeGC(display, gc);
+  XCloseDisplay(display);
+}
 #endif
 
 }  // namespace

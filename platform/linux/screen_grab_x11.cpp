@@ -5,10 +5,15 @@
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+
+#include "platform/linux/x11_error_trap.h"
 
 namespace cvplat {
 
@@ -73,7 +78,12 @@ bool CopyImageAsBgra(XImage* image, uint8_t* pixels, int32_t pitch) {
   return true;
 }
 
-HRESULT GrabRootWindow(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
+namespace {
+
+// A shot of `rect` of the root: `fetch(on, at)` copies the part `on` of the root that `rect` covers to
+// `at`; everything beyond the root comes out black.
+template <class Fetch>
+HRESULT ShootRoot(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch, Fetch fetch) {
   if (!display) return E_FAIL;
   const int screen = DefaultScreen(display);
   const TRect root{0, 0, DisplayWidth(display, screen), DisplayHeight(display, screen)};
@@ -85,21 +95,120 @@ HRESULT GrabRootWindow(Display* display, const TRect& rect, uint8_t* pixels, int
     Black(pixels, pitch, 0, 0, width, height);
     return S_OK;
   }
-  XImage* image = XGetImage(display, RootWindow(display, screen), on.left, on.top,
-                            static_cast<unsigned>(on.right - on.left), static_cast<unsigned>(on.bottom - on.top),
-                            AllPlanes, ZPixmap);
-  if (!image) return E_FAIL;
   const int32_t x = on.left - rect.left;
   const int32_t y = on.top - rect.top;
-  const bool copied = CopyImageAsBgra(image, pixels + int64_t{y} * pitch + int64_t{x} * 4, pitch);
-  XDestroyImage(image);
-  if (!copied) return E_FAIL;
+  if (HRESULT hr = fetch(on, pixels + int64_t{y} * pitch + int64_t{x} * 4); hr != S_OK) return hr;
   // The bands beyond the root: above, below, and left and right of the copy.
   Black(pixels, pitch, 0, 0, width, y);
   Black(pixels, pitch, 0, on.bottom - rect.top, width, rect.bottom - on.bottom);
   Black(pixels, pitch, 0, y, x, on.bottom - on.top);
   Black(pixels, pitch, on.right - rect.left, y, rect.right - on.right, on.bottom - on.top);
   return S_OK;
+}
+
+}  // namespace
+
+HRESULT GrabRootWindow(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
+  return ShootRoot(display, rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
+    XImage* image = XGetImage(display, DefaultRootWindow(display), on.left, on.top,
+                              static_cast<unsigned>(on.right - on.left), static_cast<unsigned>(on.bottom - on.top),
+                              AllPlanes, ZPixmap);
+    if (!image) return E_FAIL;
+    const bool copied = CopyImageAsBgra(image, at, pitch);
+    XDestroyImage(image);
+    return copied ? S_OK : E_FAIL;
+  });
+}
+
+SharedRootShot::~SharedRootShot() {
+  // The owner releases before closing its connection; a segment left over is at least not kept mapped.
+  if (address_) shmdt(address_);
+}
+
+bool SharedRootShot::Attach(Display* display, size_t bytes) {
+  Release(display);
+  int major = 0, minor = 0;
+  Bool pixmaps = False;
+  if (!XShmQueryVersion(display, &major, &minor, &pixmaps)) return false;
+  const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+  if (id < 0) return false;
+  void* address = shmat(id, nullptr, 0);
+  if (address == reinterpret_cast<void*>(-1)) {
+    shmctl(id, IPC_RMID, nullptr);
+    return false;
+  }
+  XShmSegmentInfo info{};
+  info.shmid = id;
+  info.shmaddr = static_cast<char*>(address);
+  info.readOnly = False;
+  TakeConnectionError(display);
+  const bool attached = XShmAttach(display, &info) && (XSync(display, False), TakeConnectionError(display) == 0);
+  // Marked for removal at once: it goes when both sides have let go, even if this process dies.
+  shmctl(id, IPC_RMID, nullptr);
+  if (!attached) {
+    shmdt(address);
+    return false;
+  }
+  segment_ = info.shmseg;
+  shmId_ = id;
+  address_ = address;
+  bytes_ = bytes;
+  return true;
+}
+
+void SharedRootShot::Release(Display* display) {
+  if (!address_) return;
+  XShmSegmentInfo info{};
+  info.shmseg = segment_;
+  info.shmid = shmId_;
+  info.shmaddr = static_cast<char*>(address_);
+  if (display) {
+    XShmDetach(display, &info);
+    XSync(display, False);
+    TakeConnectionError(display);
+  }
+  shmdt(address_);
+  address_ = nullptr;
+  bytes_ = 0;
+}
+
+HRESULT SharedRootShot::Grab(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
+  if (!display || unusable_) return S_FALSE;
+  Visual* visual = DefaultVisual(display, DefaultScreen(display));
+  const unsigned depth = static_cast<unsigned>(DefaultDepth(display, DefaultScreen(display)));
+  return ShootRoot(display, rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
+    const auto width = static_cast<unsigned>(on.right - on.left);
+    const auto height = static_cast<unsigned>(on.bottom - on.top);
+    XShmSegmentInfo info{};
+    info.shmseg = segment_;
+    info.shmid = shmId_;
+    info.shmaddr = static_cast<char*>(address_);
+    XImage* image = XShmCreateImage(display, visual, depth, ZPixmap, nullptr, &info, width, height);
+    if (!image) return E_FAIL;
+    const size_t needed = static_cast<size_t>(image->bytes_per_line) * height;
+    // A segment for the whole root, so that the rectangles of a capture never make another; a root that grew
+    // gets a new one.
+    if (needed > bytes_) {
+      const int screen = DefaultScreen(display);
+      const size_t rowBytes = (static_cast<size_t>(DisplayWidth(display, screen)) * image->bits_per_pixel + 31) / 32 * 4;
+      const size_t whole = rowBytes * static_cast<size_t>(DisplayHeight(display, screen));
+      if (!Attach(display, std::max(needed, whole))) {
+        unusable_ = true;
+        XDestroyImage(image);
+        return S_FALSE;
+      }
+      info.shmseg = segment_;
+      info.shmid = shmId_;
+      info.shmaddr = static_cast<char*>(address_);
+    }
+    image->data = static_cast<char*>(address_);
+    image->obdata = reinterpret_cast<char*>(&info);
+    const bool got = XShmGetImage(display, DefaultRootWindow(display), image, on.left, on.top, AllPlanes);
+    const bool copied = got && CopyImageAsBgra(image, at, pitch);
+    image->data = nullptr;  // the segment isn't the image's to free
+    XDestroyImage(image);
+    return copied ? S_OK : E_FAIL;
+  });
 }
 
 }  // namespace cvplat

@@ -1,7 +1,9 @@
-// Shots of the X display's root window through the core protocol's GetImage, and the conversion of the
+// Shots of the X display's root window: through a segment of memory shared with the server where it can
+// share one with this client, else through the core protocol's GetImage; and the conversion of the
 // server's pixels into 32-bit BGRA.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/com_types.h"
@@ -17,6 +19,35 @@ namespace cvplat {
 // server refuses the image or its pixels have no colour masks to read. The caller owns the connection
 // and keeps other threads off it meanwhile.
 HRESULT GrabRootWindow(_XDisplay* display, const TRect& rect, uint8_t* pixels, int32_t pitch);
+
+// Shots through one segment of shared memory that the server writes into: no pixels through the socket,
+// nothing allocated per shot (a plain GetImage of 1920x1080 makes 8 MB each time). The segment is made
+// on the first shot, for the whole root. The connection's errors must be trapped (x11_error_trap.h):
+// an attach that the server refuses is seen that way, not as the end of the process.
+class SharedRootShot {
+ public:
+  SharedRootShot() = default;
+  SharedRootShot(const SharedRootShot&) = delete;
+  SharedRootShot& operator=(const SharedRootShot&) = delete;
+  ~SharedRootShot();
+
+  // As GrabRootWindow. S_FALSE, with nothing written, when the server can't share memory with this
+  // client (a remote display, no extension, a refused attach): from then on it always says so, and the
+  // caller shoots plainly.
+  HRESULT Grab(_XDisplay* display, const TRect& rect, uint8_t* pixels, int32_t pitch);
+  // Lets the server go of the segment; before the connection closes.
+  void Release(_XDisplay* display);
+  bool Attached() const { return address_ != nullptr; }
+
+ private:
+  bool Attach(_XDisplay* display, size_t bytes);
+
+  unsigned long segment_ = 0;  // the server's id of the segment
+  int shmId_ = -1;
+  void* address_ = nullptr;
+  size_t bytes_ = 0;
+  bool unusable_ = false;
+};
 
 // Writes the pixels of a ZPixmap `image` as BGRA with alpha 255 into `pixels`, the image's top left
 // pixel first. False, with nothing written, for an image without red, green and blue masks.

@@ -4,7 +4,7 @@
 set -euo pipefail
 job=${1:?usage: install-deps.sh run|test}
 
-run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev libxext-dev zlib1g-dev
+run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev libxext-dev libxdamage-dev libxfixes-dev zlib1g-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core xvfb libpulse-dev)
 test_pkgs=("${run_pkgs[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev

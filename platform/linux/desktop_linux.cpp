@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/dynamic_library.h"
+#include "platform/linux/duplication_x11.h"
 #include "platform/linux/screen_grab_x11.h"
 #include "platform/linux/x11_error_hook.h"
 #include "platform/linux/x11_error_trap.h"
@@ -285,8 +286,11 @@ CapturePlatform NativeCapturePlatform() {
 #else
   platform.makeGrabber = MakeUnavailableGrabber;
 #endif
-  // Duplication through damage reports comes with its own backend.
+#if CV_DESKTOP_X11
+  platform.duplication = X11DuplicationSource([desktop] { return desktop->List(); });
+#else
   platform.duplication = std::make_shared<UnavailableDesktop>();
+#endif
   platform.gpu = CreateGpuDevice;
   // The sound server is asked only when a sound device is opened.
   platform.audio = NativeAudioEndpoints();

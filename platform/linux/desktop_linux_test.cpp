@@ -46,7 +46,7 @@ TEST(LinuxDesktop, WithoutADisplayNothingIsThere) {
   int32_t x = 0, y = 0;
   EXPECT_FALSE(capture.pointer->Position(&x, &y));
 
-  // A shot fails plainly, into memory or into a texture; duplication is not there yet on any display.
+  // A shot fails plainly, into memory or into a texture; there is no output to duplicate.
   std::unique_ptr<IScreenGrabber> grabber = capture.makeGrabber();
   uint32_t pixel = 0;
   TRefPtr<IGpuDevice> device;
@@ -61,8 +61,16 @@ TEST(LinuxDesktop, WithoutADisplayNothingIsThere) {
 #endif
   EXPECT_EQ(texture, nullptr);
   std::unique_ptr<IGpuOutputs> outputs;
+#if CV_DESKTOP_X11
+  ASSERT_EQ(capture.duplication->Outputs(device.Get(), &outputs), S_OK);
+  OutputInfo output;
+  EXPECT_EQ(outputs->Output(0, &output), kDuplicationNotFound);
+  std::unique_ptr<IDuplication> duplication;
+  EXPECT_EQ(outputs->Duplicate(0, &duplication), kDuplicationNotFound);
+#else
   EXPECT_EQ(capture.duplication->Outputs(device.Get(), &outputs), E_NOTIMPL);
   EXPECT_FALSE(outputs);
+#endif
   if (saved) setenv("DISPLAY", saved->c_str(), 1);
 }
 
@@ -275,6 +283,60 @@ TEST(LinuxDesktop, PixelsOfOtherFormatsConvertThroughTheirMasks) {
 #endif
 
 #if CV_DESKTOP_X11
+// The duplication of the output: the first image, then nothing until something is drawn or the pointer
+// moves; an image must be given back before the next.
+TEST(LinuxDesktop, DuplicationReportsDrawingAndPointerMotionAndTimesOutOnAStillScreen) {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) GTEST_SKIP() << "no X display";
+  if (DefaultDepth(display, DefaultScreen(display)) < 24) {
+    XCloseDisplay(display);
+    GTEST_SKIP() << "colours of a display under 24 bits aren't exact";
+  }
+  GC gc = XCreateGC(display, DefaultRootWindow(display), 0, nullptr);
+  Fill(display, gc, 0, 0, 64, 64, 0x204060);
+  XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, 300, 300);
+  XSync(display, False);
+  const CapturePlatform capture = NativeCapturePlatform();
+  gputest::GpuRig rig(capture.gpu);
+  std::unique_ptr<IGpuOutputs> outputs;
+  ASSERT_EQ(capture.duplication->Outputs(rig.device.Get(), &outputs), S_OK);
+  OutputInfo output;
+  ASSERT_EQ(outputs->Output(0, &output), S_OK);
+  std::unique_ptr<IDuplication> duplication;
+  ASSERT_EQ(outputs->Duplicate(0, &duplication), S_OK);
+  const TRect& o = output.desktopCoordinates;
+
+  DuplicationFrameInfo info;
+  TRefPtr<IGpuTexture2D> image;
+  ASSERT_EQ(duplication->AcquireNextFrame(100, &info, image.Receive()), S_OK);
+  EXPECT_NE(info.lastPresentTime, 0);
+  gputest::Picture picture = rig.Read(image.Get());
+  ASSERT_EQ(picture.width, static_cast<UINT>(o.right - o.left));
+  EXPECT_EQ(picture.At(10 - o.left, 10 - o.top).r, 0x20);
+  EXPECT_EQ(duplication->AcquireNextFrame(0, &info, image.Receive()), static_cast<HRESULT>(0x887A0001u))
+      << "an image is still held";
+  ASSERT_EQ(duplication->ReleaseFrame(), S_OK);
+  EXPECT_EQ(duplication->AcquireNextFrame(30, &info, image.Receive()), kDuplicationWaitTimeout);
+
+  Fill(display, gc, 0, 0, 64, 64, 0xc0a080);
+  XSync(display, False);
+  ASSERT_EQ(duplication->AcquireNextFrame(500, &info, image.Receive()), S_OK);
+  EXPECT_NE(info.lastPresentTime, 0);
+  EXPECT_EQ(rig.Read(image.Get()).At(10 - o.left, 10 - o.top).r, 0xc0);
+  ASSERT_EQ(duplication->ReleaseFrame(), S_OK);
+
+  XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, 310, 305);
+  XSync(display, False);
+  ASSERT_EQ(duplication->AcquireNextFrame(500, &info, image.Receive()), S_OK);
+  EXPECT_EQ(info.lastPresentTime, 0) << "moving the pointer draws nothing";
+  EXPECT_NE(info.lastMouseUpdateTime, 0);
+  ASSERT_EQ(duplication->ReleaseFrame(), S_OK);
+  EXPECT_EQ(duplication->ReleaseFrame(), static_cast<HRESULT>(0x887A0001u));
+  duplication.reset();
+  XFreeGC(display, gc);
+  XCloseDisplay(display);
+}
+
 // The shared segment gives the plain shot's bytes, beyond the root included, and is made once.
 TEST(LinuxDesktop, SharedMemoryShotsEqualPlainOnesAndErrorsOfTheConnectionStayWithIt) {
   Display* display = XOpenDisplay(nullptr);

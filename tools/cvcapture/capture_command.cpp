@@ -1,8 +1,14 @@
 // capture: reads frames through one reader of its own and writes them out as they arrive.
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
 
 #include "tools/cvcapture/capture_outputs.h"
 #include "tools/cvcapture/capture_stats.h"
@@ -75,6 +81,17 @@ HRESULT ChooseSound(IUnknown* object, ICVProps* props, const std::wstring& name)
   return props->PropsSet(L"capture.audio_device", L"none");
 }
 
+// The video's bytes go out unchanged (no line-end translation on Windows), and a reader that goes away
+// ends the capture with a failed write rather than a signal.
+bool StandardOutputForVideo() {
+#if defined(_WIN32)
+  return _setmode(_fileno(stdout), _O_BINARY) != -1;
+#else
+  std::signal(SIGPIPE, SIG_IGN);
+  return true;
+#endif
+}
+
 void PrintProgress(const TCaptureStats& stats, const TCaptureOutputs& outputs) {
   std::string line = FiguresLine(stats.Figures(), stats.AchievedFps());
   if (outputs.HasAudio()) {
@@ -91,8 +108,8 @@ void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, do
   std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
   PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
   if (outputs.HasVideo())
-    PrintLine("video: " + ToUtf8(outputs.File("video.y4m").wstring()) + "  " + std::to_string(outputs.VideoFrames()) +
-              " frames  " + outputs.VideoHeader());
+    PrintLine("video: " + (outputs.Streaming() ? std::string("standard output") : ToUtf8(outputs.File("video.y4m").wstring())) +
+              "  " + std::to_string(outputs.VideoFrames()) + " frames  " + outputs.VideoHeader());
   else
     PrintLine("video: none");
   if (outputs.SkippedPictures() > 0)
@@ -111,7 +128,7 @@ void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, do
                   static_cast<long long>(outputs.FramesWithSound()), static_cast<long long>(outputs.FramesWithoutSound()));
     PrintLine(perFrame);
   } else {
-    PrintLine("audio: none");
+    PrintLine(outputs.Streaming() ? "audio: not written (the video is on standard output)" : "audio: none");
   }
 }
 
@@ -126,18 +143,30 @@ int RunCapture(IUnknown* object, const TCommand& c) {
     const HRESULT hr = props->PropsSet(nullptr, c.props.c_str());
     if (FAILED(hr)) return ReportFailure("applying --props", hr);
   }
+  for (const auto& [name, value] : c.settings) {
+    if (!props) return ReportFailure("the object has no ICVProps", E_NOINTERFACE);
+    if (HRESULT hr = props->PropsSet(name.c_str(), value.c_str()); FAILED(hr))
+      return ReportFailure("setting " + ToUtf8(name) + " to " + ToUtf8(value), hr);
+  }
   if (!c.audio.empty()) {
     if (HRESULT hr = ChooseSound(object, props.Get(), c.audio); FAILED(hr)) return ReportFailure("choosing the sound", hr);
   }
-  const std::filesystem::path folder(c.outDir);
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) {
-    std::fprintf(stderr, "cvcapture: cannot make the folder %s: %s\n", ToUtf8(c.outDir).c_str(), error.message().c_str());
-    return 1;
+  const std::filesystem::path folder(c.toStdout ? L"." : c.outDir);
+  if (c.toStdout) {
+    if (!StandardOutputForVideo()) return ReportFailure("making standard output binary", E_FAIL);
+    MessagesToStandardError();
+  } else {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+      std::fprintf(stderr, "cvcapture: cannot make the folder %s: %s\n", ToUtf8(c.outDir).c_str(),
+                   error.message().c_str());
+      return 1;
+    }
   }
 
   TCaptureOutputs outputs(folder, ReadRateProperty(props.Get()));
+  if (c.toStdout) outputs.StreamVideoTo(stdout);
   TCaptureStats stats;
   TRef<ICVFrame_I> last;
   TAvProps lastFormat{};

@@ -58,6 +58,21 @@ if [ -f "$out/audio.wav" ]; then
 fi
 rm -rf "$out"
 
+# The video on standard output, for a player or an encoder reading a pipe; the picture options reach the
+# device. Native only: Wine's console layer sits between the tool and the pipe.
+case "$*" in
+  *.exe*) ;;
+  *)
+    probe=$("$@" capture --frames 20 --size 640x360 --fps 25 --mode GDI --out - 2>stream.log \
+      | ffprobe -v error -count_frames -show_entries stream=width,height,r_frame_rate,nb_read_frames \
+          -of default=noprint_wrappers=1 -) || { cat stream.log >&2; fail "streaming to standard output failed"; }
+    echo "$probe"
+    [ "$(value nb_read_frames)" = 20 ] && [ "$(value width)" = 640 ] && [ "$(value height)" = 360 ] \
+      && [ "$(value r_frame_rate)" = 25/1 ] || fail "the stream is not 20 frames of 640x360 at 25/1"
+    grep -q '^video: standard output  20 frames' stream.log || fail "the summary did not go to standard error"
+    rm -f stream.log ;;
+esac
+
 # With a sound server (the test command starts one with a null sink) a tone played into the output comes
 # into the frames: through the loopback natively, through the server's monitor under Wine, which has no
 # loopback.

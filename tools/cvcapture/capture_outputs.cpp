@@ -26,11 +26,13 @@ bool TCaptureOutputs::AddPicture(const TVideoProps& video, const uint8_t* bytes,
   if (!hasVideo_) {
     const TRational rate = RateFraction(video.frameRate > 0 ? video.frameRate : fallbackRate_);
     const TChroma chroma = PlanarChromaOf(view.layout);
-    if (!y4m_.Open(File("video.y4m"), view.width, view.height, rate, chroma)) return false;
+    const bool opened = stream_ ? y4m_.OpenStream(stream_, view.width, view.height, rate, chroma)
+                                : y4m_.Open(File("video.y4m"), view.width, view.height, rate, chroma);
+    if (!opened) return false;
     videoHeader_ = Y4mHeader(view.width, view.height, rate, chroma);
     videoHeader_.pop_back();  // the newline
     hasVideo_ = true;
-    if (!WritePng("first.png", view)) return false;
+    if (!stream_ && !WritePng("first.png", view)) return false;
   }
   if (!y4m_.Matches(view)) {
     // Y4M can't change its picture mid-stream: a frame of another size or layout is left out.
@@ -42,7 +44,7 @@ bool TCaptureOutputs::AddPicture(const TVideoProps& video, const uint8_t* bytes,
 
 bool TCaptureOutputs::AddSound(const TAudioProps& audio, const uint8_t* const* planes, int32_t bytesPerChannel) {
   const int32_t step = SourceSampleBytes(audio);
-  if (step <= 0 || bytesPerChannel <= 0) return true;
+  if (step <= 0 || bytesPerChannel <= 0 || stream_) return true;
   if (!hasAudio_) {
     TWavFormat format;
     if (!WavFormatFor(audio, &format)) {
@@ -82,6 +84,7 @@ bool TCaptureOutputs::AddSound(const TAudioProps& audio, const uint8_t* const* p
 }
 
 bool TCaptureOutputs::WriteLastPicture(const TVideoProps& video, const uint8_t* bytes, int64_t size) {
+  if (stream_) return true;
   TPictureView view;
   if (!PictureFromFrame(video, bytes, size, &view)) return true;
   return WritePng("last.png", view);

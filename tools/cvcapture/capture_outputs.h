@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -15,6 +16,10 @@ class TCaptureOutputs {
  public:
   // `fallbackRate`: the rate when the first frame carries none.
   TCaptureOutputs(std::filesystem::path folder, double fallbackRate);
+  // The video goes to `stream` instead (standard output), and nothing else is written: no pictures, no
+  // sound file. Call before the first frame.
+  void StreamVideoTo(std::FILE* stream) { stream_ = stream; }
+  bool Streaming() const { return stream_ != nullptr; }
 
   // One frame's picture. The first opens video.y4m with its size and writes first.png; a picture of
   // another size or layout is counted as skipped. False only when a file can't be written.
@@ -49,6 +54,7 @@ class TCaptureOutputs {
   bool WritePng(const char* name, const TPictureView& view);
 
   std::filesystem::path folder_;
+  std::FILE* stream_ = nullptr;
   double fallbackRate_;
   TY4mWriter y4m_;
   TWavWriter wav_;

@@ -119,26 +119,64 @@ bool ParseFormatSet(const std::vector<std::wstring>& a, TCommand* c, std::string
   return true;
 }
 
+// "L,T,R,B" with R > L and B > T.
+bool ParseArea(const std::wstring& text) {
+  long long v[4];
+  const wchar_t* p = text.c_str();
+  for (int i = 0; i < 4; ++i) {
+    wchar_t* end = nullptr;
+    errno = 0;
+    v[i] = std::wcstoll(p, &end, 10);
+    if (errno != 0 || end == p || *end != (i < 3 ? L',' : L'\0')) return false;
+    p = end + 1;
+  }
+  return v[2] > v[0] && v[3] > v[1];
+}
+
+// "WxH" within the frame sizes the device takes, "screen" or "area".
+bool ParseSize(const std::wstring& text) {
+  if (text == L"screen" || text == L"area") return true;
+  const size_t x = text.find(L'x');
+  int64_t w = 0, h = 0;
+  return x != std::wstring::npos && ParseInt(text.substr(0, x), 200, 7680, &w) &&
+         ParseInt(text.substr(x + 1), 150, 4800, &h);
+}
+
+// A window handle: decimal or 0x hexadecimal, above 0.
+bool ParseHandle(const std::wstring& text) {
+  if (text.empty() || text[0] < L'0' || text[0] > L'9') return false;
+  wchar_t* end = nullptr;
+  errno = 0;
+  const unsigned long long v = std::wcstoull(text.c_str(), &end, 0);
+  return errno == 0 && *end == L'\0' && v > 0;
+}
+
 bool ParseCapture(const std::vector<std::wstring>& a, TCommand* c, std::string* error) {
   bool hasFrames = false;
   bool hasSeconds = false;
+  bool hasSize = false;
+  bool hasArea = false;
+  auto set = [c](const wchar_t* key, const std::wstring& value) { c->settings.emplace_back(key, value); };
   for (size_t i = 1; i < a.size(); ++i) {
     const std::wstring& option = a[i];
-    const bool known = option == L"--frames" || option == L"--seconds" || option == L"--props" || option == L"--out" ||
-                       option == L"--audio";
+    static const wchar_t* const kOptions[] = {L"--frames", L"--seconds", L"--props", L"--out",  L"--audio",
+                                              L"--mode",   L"--screen",  L"--area",  L"--window", L"--follow",
+                                              L"--size",   L"--fps"};
+    bool known = false;
+    for (const wchar_t* o : kOptions) known = known || option == o;
     if (!known) return Fail(error, "capture: unknown option '" + ToUtf8(option) + "'");
     if (i + 1 >= a.size()) return Fail(error, "capture: " + ToUtf8(option) + " needs a value");
     const std::wstring& value = a[++i];
+    const std::string shown = "capture: " + ToUtf8(option) + " '" + ToUtf8(value) + "'";
     if (option == L"--frames") {
       if (hasFrames) return Fail(error, "capture: --frames given twice");
       hasFrames = true;
-      if (!ParseInt(value, 1, INT32_MAX, &c->frames))
-        return Fail(error, "capture: --frames '" + ToUtf8(value) + "' is not a number 1 or above");
+      if (!ParseInt(value, 1, INT32_MAX, &c->frames)) return Fail(error, shown + " is not a number 1 or above");
     } else if (option == L"--seconds") {
       if (hasSeconds) return Fail(error, "capture: --seconds given twice");
       hasSeconds = true;
       if (!ParsePositiveSeconds(value, &c->seconds))
-        return Fail(error, "capture: --seconds '" + ToUtf8(value) + "' is not a time above 0 and up to a day");
+        return Fail(error, shown + " is not a time above 0 and up to a day");
     } else if (option == L"--props") {
       if (value.empty()) return Fail(error, "capture: --props needs a text");
       c->hasProps = true;
@@ -146,12 +184,42 @@ bool ParseCapture(const std::vector<std::wstring>& a, TCommand* c, std::string* 
     } else if (option == L"--audio") {
       if (value.empty()) return Fail(error, "capture: --audio needs an endpoint name or \"default\"");
       c->audio = value;
+    } else if (option == L"--mode") {
+      if (value != L"auto" && value != L"DXGI" && value != L"DirectX" && value != L"GDI")
+        return Fail(error, shown + " is not one of auto, DXGI, DirectX, GDI");
+      set(L"capture.mode", value);
+    } else if (option == L"--screen") {
+      int64_t screen = 0;
+      if (!ParseInt(value, 0, 1000, &screen)) return Fail(error, shown + " is not a screen number 0 to 1000");
+      set(L"capture.screen_index", value);
+    } else if (option == L"--area") {
+      if (!ParseArea(value)) return Fail(error, shown + " is not LEFT,TOP,RIGHT,BOTTOM of a rectangle");
+      hasArea = true;
+      set(L"capture.area", value);
+    } else if (option == L"--window") {
+      if (!ParseHandle(value)) return Fail(error, shown + " is not a window handle (decimal or 0x...)");
+      set(L"capture.follow_window_by_handle", value);
+    } else if (option == L"--follow") {
+      if (value != L"cursor" && value != L"active") return Fail(error, shown + " is not cursor or active");
+      set(L"capture.following_mode", value == L"cursor" ? L"cursor" : L"active_wnd");
+    } else if (option == L"--size") {
+      if (!ParseSize(value)) return Fail(error, shown + " is not WIDTHxHEIGHT (200x150 to 7680x4800), screen or area");
+      hasSize = true;
+      set(L"capture.frame_size", value);
+    } else if (option == L"--fps") {
+      double fps = 0;
+      if (!ParsePositiveSeconds(value, &fps) || fps < 2 || fps > 60)
+        return Fail(error, shown + " is not a rate from 2 to 60");
+      set(L"capture.fps_limit", value);
     } else {
-      if (value.empty()) return Fail(error, "capture: --out needs a folder");
+      if (value.empty()) return Fail(error, "capture: --out needs a folder, or - for the video on standard output");
       c->outDir = value;
+      c->toStdout = value == L"-";
     }
   }
   if (hasFrames && hasSeconds) return Fail(error, "capture: give --frames or --seconds, not both");
+  // An area is captured at its own size unless a size is asked for.
+  if (hasArea && !hasSize) set(L"capture.frame_size", L"area");
   if (hasSeconds) c->frames = 0;
   c->kind = TCommandKind::Capture;
   return true;
@@ -186,10 +254,12 @@ const char* UsageText() {
          "       cvcapture props get NAME | set NAME VALUE | reset NAME | list [PATH] | info NAME | options NAME | xml\n"
          "       cvcapture formats video|audio [KIND]\n"
          "       cvcapture format set video|audio KIND INDEX\n"
-         "       cvcapture capture [--frames N | --seconds S] [--props TEXT] [--audio NAME|default]\n"
-         "                        [--out DIR]\n"
+         "       cvcapture capture [--frames N | --seconds S] [--mode auto|DXGI|DirectX|GDI] [--screen N]\n"
+         "                        [--area L,T,R,B | --window HANDLE | --follow cursor|active] [--size WxH|screen|area]\n"
+         "                        [--fps R] [--props TEXT] [--audio NAME|default] [--out DIR|-]\n"
          "KIND: input (0), output (1), adjust (2), effective (3); capture writes DIR/video.y4m, DIR/audio.wav,\n"
          "DIR/first.png and DIR/last.png (DIR defaults to ./capture, 90 frames by default); props set also saves\n"
          "the value in the per-user settings that new devices start from, and props reset removes it there;\n"
-         "--audio joins the sound of an endpoint (see devices) to the frames, default: the first one offered\n";
+         "--audio joins the sound of an endpoint (see devices) to the frames, default: the first one offered;\n"
+         "--out - streams the video as Y4M to standard output (for ffmpeg -i - or mpv -), messages to stderr\n";
 }

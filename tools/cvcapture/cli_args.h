@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 enum class TCommandKind {
@@ -41,6 +42,9 @@ struct TCommand {
   // The sound endpoint to join to the frames: a name the device knows, or "default" for the first one it
   // offers; empty leaves the device's own choice.
   std::wstring audio;
+  // Properties the capture options set, in their order, before the capture starts.
+  std::vector<std::pair<std::wstring, std::wstring>> settings;
+  bool toStdout = false;  // --out -: the video as Y4M on standard output, nothing else written
 };
 
 // `args` without the program name. False with `error` set for arguments that make no command.

@@ -49,6 +49,24 @@ TEST(CliArgs, CaptureOptionsAndDefaults) {
   EXPECT_EQ(c.outDir, L"dir");
   EXPECT_TRUE(c.hasProps);
   EXPECT_EQ(c.props, L"a=1 b=2");
+  EXPECT_FALSE(c.toStdout);
+
+  // The picture options become properties in their order; an area without a size is taken at its own.
+  using Settings = std::vector<std::pair<std::wstring, std::wstring>>;
+  ASSERT_TRUE(Parse({L"capture", L"--mode", L"GDI", L"--screen", L"1", L"--area", L"-10,0,630,480", L"--fps", L"25",
+                     L"--out", L"-"},
+                    &c, &error))
+      << error;
+  EXPECT_EQ(c.settings, (Settings{{L"capture.mode", L"GDI"},
+                                  {L"capture.screen_index", L"1"},
+                                  {L"capture.area", L"-10,0,630,480"},
+                                  {L"capture.fps_limit", L"25"},
+                                  {L"capture.frame_size", L"area"}}));
+  EXPECT_TRUE(c.toStdout);
+  ASSERT_TRUE(Parse({L"capture", L"--follow", L"active", L"--size", L"screen", L"--window", L"0x1a00007"}, &c, &error));
+  EXPECT_EQ(c.settings, (Settings{{L"capture.following_mode", L"active_wnd"},
+                                  {L"capture.frame_size", L"screen"},
+                                  {L"capture.follow_window_by_handle", L"0x1a00007"}}));
 }
 
 TEST(CliArgs, BadArgumentsNameWhatWasWrong) {
@@ -73,6 +91,15 @@ TEST(CliArgs, BadArgumentsNameWhatWasWrong) {
       {{L"capture", L"--frames", L"5", L"--seconds", L"1"}, "not both"},
       {{L"capture", L"--frames"}, "needs a value"},
       {{L"capture", L"--fast"}, "'--fast'"},
+      {{L"capture", L"--mode", L"gpu"}, "--mode 'gpu'"},
+      {{L"capture", L"--size", L"199x150"}, "--size '199x150'"},
+      {{L"capture", L"--size", L"640x"}, "--size '640x'"},
+      {{L"capture", L"--area", L"0,0,0,10"}, "--area '0,0,0,10'"},
+      {{L"capture", L"--area", L"1,2,3"}, "--area '1,2,3'"},
+      {{L"capture", L"--follow", L"mouse"}, "--follow 'mouse'"},
+      {{L"capture", L"--window", L"none"}, "--window 'none'"},
+      {{L"capture", L"--fps", L"61"}, "--fps '61'"},
+      {{L"capture", L"--screen", L"-1"}, "--screen '-1'"},
       {{L"--version", L"x"}, "no arguments"},
   };
   for (const Case& c : cases) {

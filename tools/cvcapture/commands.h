@@ -15,5 +15,7 @@ int RunCapture(IUnknown* device, const TCommand& command);
 
 // Prints "cvcapture: WHAT: STATUS" on standard error and gives 1.
 int ReportFailure(const std::string& what, HRESULT status);
-// Prints a line on standard output.
+// Prints a line on standard output, or on standard error once that carries the video.
 void PrintLine(const std::string& line);
+// From now on PrintLine writes to standard error.
+void MessagesToStandardError();

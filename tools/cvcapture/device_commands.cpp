@@ -57,9 +57,15 @@ int ReportFailure(const std::string& what, HRESULT status) {
   return 1;
 }
 
+namespace {
+std::FILE* messages = stdout;
+}  // namespace
+
+void MessagesToStandardError() { messages = stderr; }
+
 void PrintLine(const std::string& line) {
-  std::fwrite(line.data(), 1, line.size(), stdout);
-  std::fputc('\n', stdout);
+  std::fwrite(line.data(), 1, line.size(), messages);
+  std::fputc('\n', messages);
 }
 
 int RunDevices(IUnknown* object) {

@@ -31,8 +31,19 @@ TY4mWriter::~TY4mWriter() { Close(); }
 
 bool TY4mWriter::Open(const std::filesystem::path& path, int32_t width, int32_t height, TRational rate, TChroma chroma) {
   Close();
-  file_ = OpenFile(path, "wb");
-  if (!file_) return false;
+  std::FILE* file = OpenFile(path, "wb");
+  if (!file) return false;
+  return Start(file, true, width, height, rate, chroma);
+}
+
+bool TY4mWriter::OpenStream(std::FILE* stream, int32_t width, int32_t height, TRational rate, TChroma chroma) {
+  Close();
+  return stream && Start(stream, false, width, height, rate, chroma);
+}
+
+bool TY4mWriter::Start(std::FILE* file, bool owned, int32_t width, int32_t height, TRational rate, TChroma chroma) {
+  file_ = file;
+  owned_ = owned;
   width_ = width;
   height_ = height;
   chroma_ = chroma;
@@ -62,7 +73,7 @@ bool TY4mWriter::Write(const TPictureView& picture) {
 
 bool TY4mWriter::Close() {
   if (!file_) return true;
-  const bool ok = std::fclose(file_) == 0;
+  const bool ok = owned_ ? std::fclose(file_) == 0 : std::fflush(file_) == 0;
   file_ = nullptr;
   return ok;
 }

@@ -31,6 +31,8 @@ class TY4mWriter {
 
   // Creates the file and writes the header; false when the file can't be written.
   bool Open(const std::filesystem::path& path, int32_t width, int32_t height, TRational rate, TChroma chroma);
+  // The same into a stream the caller owns (standard output): Close flushes it and leaves it open.
+  bool OpenStream(std::FILE* stream, int32_t width, int32_t height, TRational rate, TChroma chroma);
   // Whether a picture has the size and chroma given to Open.
   bool Matches(const TPictureView& picture) const;
   // Appends one picture; false when it doesn't match or the write fails.
@@ -41,7 +43,10 @@ class TY4mWriter {
   int64_t Frames() const { return frames_; }
 
  private:
+  bool Start(std::FILE* file, bool owned, int32_t width, int32_t height, TRational rate, TChroma chroma);
+
   std::FILE* file_ = nullptr;
+  bool owned_ = true;
   int32_t width_ = 0;
   int32_t height_ = 0;
   TChroma chroma_ = TChroma::C422;

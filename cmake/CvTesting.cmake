@@ -34,11 +34,13 @@ if(CMAKE_CROSSCOMPILING AND NOT CV_WIN32_ONLY_BUILD)
       ${CMAKE_SOURCE_DIR}/scripts/wine-run.sh)
 endif()
 
-# cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds])
+# cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds] [LOCK resource])
 # One label per executable (discovered tests cannot carry a list). The linux-tsan preset runs the
-# executables labelled "concurrency": put tests of threads and locks into one of those.
+# executables labelled "concurrency": put tests of threads and locks into one of those. LOCK: a
+# resource that the executable's tests share with others of the same lock (the X server's pointer and
+# keyboard), so that CTest runs none of them at the same time.
 function(cv_add_gtest name)
-  cmake_parse_arguments(ARG "" "TIMEOUT;LABEL" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "TIMEOUT;LABEL;LOCK" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   cv_target_defaults(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest_main)
@@ -48,9 +50,13 @@ function(cv_add_gtest name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
+  set(lock "")
+  if(ARG_LOCK)
+    set(lock RESOURCE_LOCK ${ARG_LOCK})
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT})
+    PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT} ${lock})
 endfunction()
 
 # cv_add_script_test(NAME COMMAND cmd... [LABELS label...]): a host-side check, not run under Wine.

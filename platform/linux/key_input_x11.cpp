@@ -1,0 +1,196 @@
+// The keys and buttons through two sources: the server's key map and pointer state for what is down
+// now, and the raw press events of XInput 2 for what went down and up again between two looks, which
+// the state alone misses. The events come on this connection's queue and are read at each look.
+//
+// A look costs two round trips, so the 256 polls of a sweep share one: a poll takes a fresh look when
+// it asks for a key not above the one asked before (a new sweep begins), or when the last look is older
+// than a frame at 50 frames a second. Polls in rising order of keys answer from the look of the first.
+#include "platform/linux/key_input_x11.h"
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <chrono>
+#include <mutex>
+
+#include "platform/linux/keysym_table.h"
+#include "platform/linux/x11_error_hook.h"
+
+namespace cvplat {
+
+namespace {
+
+constexpr auto kLookLifetime = std::chrono::milliseconds(20);
+
+class X11KeyInput : public IKeyInput {
+ public:
+  X11KeyInput(Display* display, int inputOpcode) : display_(display), inputOpcode_(inputOpcode) {
+    LoadKeyboardMapping();
+    LoadPointerMapping();
+  }
+  X11KeyInput(const X11KeyInput&) = delete;
+  X11KeyInput& operator=(const X11KeyInput&) = delete;
+  ~X11KeyInput() override { XCloseDisplay(display_); }
+
+  bool KeyDown(uint32_t vk) override {
+    if (vk >= 256) return false;
+    std::lock_guard<std::mutex> hold(lock_);
+    const auto now = std::chrono::steady_clock::now();
+    if (vk <= lastAsked_ || now - lookedAt_ > kLookLifetime) Look(now);
+    lastAsked_ = vk;
+    const bool down = down_[vk] || pressed_[vk];
+    pressed_[vk] = false;
+    return down;
+  }
+
+  std::wstring KeyName(uint32_t vk) override {
+    if (vk >= 256) return {};
+    std::lock_guard<std::mutex> hold(lock_);
+    return VirtualKeyName(vk, keysymOfVk_[vk]);
+  }
+
+ private:
+  // What is down now, and the presses since the last look; the caller holds the lock.
+  void Look(std::chrono::steady_clock::time_point now) {
+    lookedAt_ = now;
+    down_.reset();
+    char keys[32] = {};
+    XQueryKeymap(display_, keys);
+    for (int keycode = 8; keycode < 256; ++keycode)
+      if (keys[keycode / 8] & (1 << (keycode % 8))) Mark(down_, vkOfKeycode_[keycode]);
+    Window root = None, child = None;
+    int rootX = 0, rootY = 0, winX = 0, winY = 0;
+    unsigned int mask = 0;
+    XQueryPointer(display_, DefaultRootWindow(display_), &root, &child, &rootX, &rootY, &winX, &winY, &mask);
+    // The state has the buttons after the user's mapping (a left-handed mouse swaps 1 and 3), the events
+    // and the virtual keys go by the buttons of the device.
+    for (unsigned button = 1; button <= 3; ++button) {
+      const unsigned mapped = buttonMap_[button];
+      if (mapped >= 1 && mapped <= 5 && (mask & (Button1Mask << (mapped - 1)))) down_[VirtualKeyOfButton(button)] = true;
+    }
+    // The side buttons have no bit in the state: their events tell.
+    down_[kVkXButton1] = sideButtonDown_[0];
+    down_[kVkXButton2] = sideButtonDown_[1];
+    // Every event the server sent before answering is in the queue by now.
+    ReadEvents();
+  }
+
+  void ReadEvents() {
+    while (XEventsQueued(display_, QueuedAlready) > 0) {
+      XEvent event;
+      XNextEvent(display_, &event);
+      if (event.type == MappingNotify) {
+        XRefreshKeyboardMapping(&event.xmapping);
+        if (event.xmapping.request == MappingPointer)
+          LoadPointerMapping();
+        else
+          LoadKeyboardMapping();
+        continue;
+      }
+      XGenericEventCookie& cookie = event.xcookie;
+      if (cookie.type != GenericEvent || cookie.extension != inputOpcode_ || !XGetEventData(display_, &cookie))
+        continue;
+      const auto* raw = static_cast<const XIRawEvent*>(cookie.data);
+      const uint32_t detail = static_cast<uint32_t>(raw->detail);
+      switch (cookie.evtype) {
+        case XI_RawKeyPress:
+          if (detail < 256) Mark(pressed_, vkOfKeycode_[detail]);
+          break;
+        case XI_RawButtonPress:
+        case XI_RawButtonRelease: {
+          const bool press = cookie.evtype == XI_RawButtonPress;
+          const uint32_t vk = VirtualKeyOfButton(detail);
+          if (vk && press) pressed_[vk] = true;
+          if (vk == kVkXButton1 || vk == kVkXButton2) {
+            sideButtonDown_[vk - kVkXButton1] = press;
+            down_[vk] = press;
+          }
+          break;
+        }
+        default:
+          break;
+      }
+      XFreeEventData(display_, &cookie);
+    }
+  }
+
+  // A side modifier holds its general key as well.
+  static void Mark(std::bitset<256>& keys, uint32_t vk) {
+    if (!vk) return;
+    keys[vk] = true;
+    if (const uint32_t general = GeneralKeyOf(vk)) keys[general] = true;
+  }
+
+  // Each keycode's virtual key from the keysyms the layout puts on it: the unshifted one first, then the
+  // shifted one (a French keyboard's digits), then those of the other groups (the Latin letters of a
+  // keyboard that types another script), and at last the key's place on the keyboard.
+  void LoadKeyboardMapping() {
+    vkOfKeycode_.fill(0);
+    keysymOfVk_.fill(0);
+    int minKeycode = 8, maxKeycode = 255;
+    XDisplayKeycodes(display_, &minKeycode, &maxKeycode);
+    for (int keycode = std::max(minKeycode, 8); keycode <= std::min(maxKeycode, 255); ++keycode) {
+      const auto code = static_cast<KeyCode>(keycode);
+      const auto keysym = [&](int group, int level) {
+        return static_cast<uint32_t>(XkbKeycodeToKeysym(display_, code, group, level));
+      };
+      uint32_t vk = VirtualKeyOfKeysym(keysym(0, 0));
+      if (!vk) vk = VirtualKeyOfKeysym(keysym(0, 1));
+      for (int group = 1; !vk && group < 4; ++group) vk = VirtualKeyOfKeysym(keysym(group, 0));
+      if (!vk) vk = VirtualKeyOfKeyPosition(static_cast<uint32_t>(keycode));
+      vkOfKeycode_[keycode] = static_cast<uint8_t>(vk);
+      if (vk && !keysymOfVk_[vk]) keysymOfVk_[vk] = keysym(0, 0);
+    }
+  }
+
+  void LoadPointerMapping() {
+    buttonMap_.fill(0);
+    unsigned char map[256] = {};
+    const int count = XGetPointerMapping(display_, map, 256);
+    for (int i = 0; i < count && i + 1 < static_cast<int>(buttonMap_.size()); ++i) buttonMap_[i + 1] = map[i];
+  }
+
+  std::mutex lock_;
+  Display* display_;
+  int inputOpcode_;
+  std::array<uint8_t, 256> vkOfKeycode_{};
+  std::array<uint32_t, 256> keysymOfVk_{};  // what the first key of each virtual key types unshifted
+  std::array<unsigned char, 10> buttonMap_{};  // by device button: the button it acts as
+  std::array<bool, 2> sideButtonDown_{};
+  std::bitset<256> down_;
+  std::bitset<256> pressed_;  // went down since the last poll of that key
+  uint32_t lastAsked_ = 256;
+  std::chrono::steady_clock::time_point lookedAt_{};
+};
+
+}  // namespace
+
+std::shared_ptr<IKeyInput> OpenX11KeyInput() {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return nullptr;
+  // A server of XInput 1 refuses the version query of 2 with an error.
+  SwallowReplyErrors(display);
+  int opcode = 0, eventBase = 0, errorBase = 0;
+  // Raw events reach a client that isn't grabbing from version 2.1 on.
+  int major = 2, minor = 2;
+  if (!XQueryExtension(display, "XInputExtension", &opcode, &eventBase, &errorBase) ||
+      XIQueryVersion(display, &major, &minor) != Success || (major == 2 && minor < 1)) {
+    XCloseDisplay(display);
+    return nullptr;
+  }
+  unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+  // Key releases aren't needed: the key map tells which keys are still down.
+  XISetMask(bits, XI_RawKeyPress);
+  XISetMask(bits, XI_RawButtonPress);
+  XISetMask(bits, XI_RawButtonRelease);
+  XIEventMask mask{XIAllMasterDevices, static_cast<int>(sizeof bits), bits};
+  XISelectEvents(display, DefaultRootWindow(display), &mask, 1);
+  XSync(display, False);
+  return std::make_shared<X11KeyInput>(display, opcode);
+}
+
+}  // namespace cvplat

@@ -1,10 +1,11 @@
-// The keys and buttons through two sources: the server's key map and pointer state for what is down
-// now, and the raw press events of XInput 2 for what went down and up again between two looks, which
-// the state alone misses. The events come on this connection's queue and are read at each look.
+// The keys and buttons: the server's key map for the keys down now, and the raw events of XInput 2 for
+// the presses between two looks, which the map alone misses, and for the buttons, which it doesn't
+// hold. The events come on this connection's queue; the key map's round trip brings in all that the
+// server sent before it, so a look is one trip.
 //
-// A look costs two round trips, so the 256 polls of a sweep share one: a poll takes a fresh look when
-// it asks for a key not above the one asked before (a new sweep begins), or when the last look is older
-// than a frame at 50 frames a second. Polls in rising order of keys answer from the look of the first.
+// The 256 polls of a sweep share one look: a poll looks afresh when it asks for a key not above the one
+// asked before (a new sweep begins), or when the last look is older than a frame at 50 frames a second.
+// Polls in rising order of keys answer from the look of the first.
 #include "platform/linux/key_input_x11.h"
 
 #include <X11/XKBlib.h>
@@ -28,9 +29,13 @@ constexpr auto kLookLifetime = std::chrono::milliseconds(20);
 
 class X11KeyInput : public IKeyInput {
  public:
-  X11KeyInput(Display* display, int inputOpcode) : display_(display), inputOpcode_(inputOpcode) {
+  // `buttons`: the state of the pointer's buttons when the events began (a mask of XQueryPointer).
+  // `xkbEventBase`: where the keyboard extension's events begin, -1 without it.
+  X11KeyInput(Display* display, int inputOpcode, int xkbEventBase, unsigned int buttons)
+      : display_(display), inputOpcode_(inputOpcode), xkbEventBase_(xkbEventBase) {
+    for (unsigned button = 1; button <= 5; ++button)
+      buttonsHeld_[button] = (buttons & (Button1Mask << (button - 1))) ? 1 : 0;
     LoadKeyboardMapping();
-    LoadPointerMapping();
   }
   X11KeyInput(const X11KeyInput&) = delete;
   X11KeyInput& operator=(const X11KeyInput&) = delete;
@@ -62,33 +67,27 @@ class X11KeyInput : public IKeyInput {
     XQueryKeymap(display_, keys);
     for (int keycode = 8; keycode < 256; ++keycode)
       if (keys[keycode / 8] & (1 << (keycode % 8))) Mark(down_, vkOfKeycode_[keycode]);
-    Window root = None, child = None;
-    int rootX = 0, rootY = 0, winX = 0, winY = 0;
-    unsigned int mask = 0;
-    XQueryPointer(display_, DefaultRootWindow(display_), &root, &child, &rootX, &rootY, &winX, &winY, &mask);
-    // The state has the buttons after the user's mapping (a left-handed mouse swaps 1 and 3), the events
-    // and the virtual keys go by the buttons of the device.
-    for (unsigned button = 1; button <= 3; ++button) {
-      const unsigned mapped = buttonMap_[button];
-      if (mapped >= 1 && mapped <= 5 && (mask & (Button1Mask << (mapped - 1)))) down_[VirtualKeyOfButton(button)] = true;
-    }
-    // The side buttons have no bit in the state: their events tell.
-    down_[kVkXButton1] = sideButtonDown_[0];
-    down_[kVkXButton2] = sideButtonDown_[1];
     // Every event the server sent before answering is in the queue by now.
     ReadEvents();
+    for (uint32_t button = 1; button < buttonsHeld_.size(); ++button)
+      if (buttonsHeld_[button] > 0)
+        if (const uint32_t vk = VirtualKeyOfButton(button)) down_[vk] = true;
   }
 
   void ReadEvents() {
+    bool remap = false;
     while (XEventsQueued(display_, QueuedAlready) > 0) {
       XEvent event;
       XNextEvent(display_, &event);
       if (event.type == MappingNotify) {
         XRefreshKeyboardMapping(&event.xmapping);
-        if (event.xmapping.request == MappingPointer)
-          LoadPointerMapping();
-        else
-          LoadKeyboardMapping();
+        remap = remap || event.xmapping.request != MappingPointer;
+        continue;
+      }
+      if (xkbEventBase_ >= 0 && event.type == xkbEventBase_) {
+        auto& xkb = reinterpret_cast<XkbEvent&>(event);
+        if (xkb.any.xkb_type == XkbMapNotify) XkbRefreshKeyboardMapping(&xkb.map);
+        remap = true;
         continue;
       }
       XGenericEventCookie& cookie = event.xcookie;
@@ -96,26 +95,19 @@ class X11KeyInput : public IKeyInput {
         continue;
       const auto* raw = static_cast<const XIRawEvent*>(cookie.data);
       const uint32_t detail = static_cast<uint32_t>(raw->detail);
-      switch (cookie.evtype) {
-        case XI_RawKeyPress:
-          if (detail < 256) Mark(pressed_, vkOfKeycode_[detail]);
-          break;
-        case XI_RawButtonPress:
-        case XI_RawButtonRelease: {
-          const bool press = cookie.evtype == XI_RawButtonPress;
-          const uint32_t vk = VirtualKeyOfButton(detail);
-          if (vk && press) pressed_[vk] = true;
-          if (vk == kVkXButton1 || vk == kVkXButton2) {
-            sideButtonDown_[vk - kVkXButton1] = press;
-            down_[vk] = press;
-          }
-          break;
-        }
-        default:
-          break;
+      // The buttons go by the device's own numbers (a left-handed mapping doesn't swap them), and a
+      // button held on two devices at once is held until both let go.
+      if (cookie.evtype == XI_RawKeyPress && detail < 256) {
+        Mark(pressed_, vkOfKeycode_[detail]);
+      } else if (cookie.evtype == XI_RawButtonPress && detail < buttonsHeld_.size()) {
+        ++buttonsHeld_[detail];
+        if (const uint32_t vk = VirtualKeyOfButton(detail)) pressed_[vk] = true;
+      } else if (cookie.evtype == XI_RawButtonRelease && detail < buttonsHeld_.size() && buttonsHeld_[detail] > 0) {
+        --buttonsHeld_[detail];
       }
       XFreeEventData(display_, &cookie);
     }
+    if (remap) LoadKeyboardMapping();
   }
 
   // A side modifier holds its general key as well.
@@ -147,20 +139,13 @@ class X11KeyInput : public IKeyInput {
     }
   }
 
-  void LoadPointerMapping() {
-    buttonMap_.fill(0);
-    unsigned char map[256] = {};
-    const int count = XGetPointerMapping(display_, map, 256);
-    for (int i = 0; i < count && i + 1 < static_cast<int>(buttonMap_.size()); ++i) buttonMap_[i + 1] = map[i];
-  }
-
   std::mutex lock_;
   Display* display_;
   int inputOpcode_;
+  int xkbEventBase_;
   std::array<uint8_t, 256> vkOfKeycode_{};
   std::array<uint32_t, 256> keysymOfVk_{};  // what the first key of each virtual key types unshifted
-  std::array<unsigned char, 10> buttonMap_{};  // by device button: the button it acts as
-  std::array<bool, 2> sideButtonDown_{};
+  std::array<int, 10> buttonsHeld_{};  // by the device's button number
   std::bitset<256> down_;
   std::bitset<256> pressed_;  // went down since the last poll of that key
   uint32_t lastAsked_ = 256;
@@ -183,14 +168,26 @@ std::shared_ptr<IKeyInput> OpenX11KeyInput() {
     return nullptr;
   }
   unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
-  // Key releases aren't needed: the key map tells which keys are still down.
+  // Key releases aren't needed: the key map tells which keys are still down; it has no buttons.
   XISetMask(bits, XI_RawKeyPress);
   XISetMask(bits, XI_RawButtonPress);
   XISetMask(bits, XI_RawButtonRelease);
   XIEventMask mask{XIAllMasterDevices, static_cast<int>(sizeof bits), bits};
   XISelectEvents(display, DefaultRootWindow(display), &mask, 1);
-  XSync(display, False);
-  return std::make_shared<X11KeyInput>(display, opcode);
+  // A client of the keyboard extension hears of a new layout only through the extension's own events.
+  int xkbOpcode = 0, xkbEventBase = -1, xkbError = 0, xkbMajor = XkbMajorVersion, xkbMinor = XkbMinorVersion;
+  if (XkbQueryExtension(display, &xkbOpcode, &xkbEventBase, &xkbError, &xkbMajor, &xkbMinor)) {
+    const unsigned int kinds = XkbNewKeyboardNotifyMask | XkbMapNotifyMask;
+    XkbSelectEvents(display, XkbUseCoreKbd, kinds, kinds);
+  } else {
+    xkbEventBase = -1;
+  }
+  // The buttons held before the events began; the events tell from here on.
+  Window root = None, child = None;
+  int rootX = 0, rootY = 0, winX = 0, winY = 0;
+  unsigned int buttons = 0;
+  XQueryPointer(display, DefaultRootWindow(display), &root, &child, &rootX, &rootY, &winX, &winY, &buttons);
+  return std::make_shared<X11KeyInput>(display, opcode, xkbEventBase, buttons);
 }
 
 }  // namespace cvplat

@@ -36,9 +36,10 @@ endif()
 
 # cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds] [LOCK resource])
 # One label per executable (discovered tests cannot carry a list). The linux-tsan preset runs the
-# executables labelled "concurrency": put tests of threads and locks into one of those. LOCK: tests of
-# all executables that name the same resource never run at the same time (the test sound server's one
-# sink, which every tone played into it reaches).
+# executables labelled "concurrency": put tests of threads and locks into one of those. LOCK: a
+# resource that the executable's tests share with the tests of other executables of the same lock (the X
+# server's pointer and keyboard, the test sound server's one sink), so that CTest runs none of them at the
+# same time.
 function(cv_add_gtest name)
   cmake_parse_arguments(ARG "" "TIMEOUT;LABEL;LOCK" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})

@@ -20,6 +20,10 @@
 #include "platform/linux/x11_error_trap.h"
 #include "platform/screen_grab.h"
 #endif
+#if CV_INPUT_X11
+#include "platform/linux/cursor_x11.h"
+#include "platform/linux/key_input_x11.h"
+#endif
 
 namespace cvplat {
 
@@ -294,6 +298,12 @@ CapturePlatform NativeCapturePlatform() {
   platform.gpu = CreateGpuDevice;
   // The sound server is asked only when a sound device is opened.
   platform.audio = NativeAudioEndpoints();
+#if CV_INPUT_X11
+  // Each on a connection of its own: the keys' connection gathers events between polls, and neither
+  // waits for the other or for a shot. Without a display both stay null, and no pointer is drawn.
+  platform.cursor = OpenX11Cursor();
+  platform.keys = OpenX11KeyInput();
+#endif
   return platform;
 }
 

@@ -45,6 +45,9 @@ TEST(LinuxDesktop, WithoutADisplayNothingIsThere) {
   EXPECT_EQ(capture.windows->ForegroundWindow(), 0u);
   int32_t x = 0, y = 0;
   EXPECT_FALSE(capture.pointer->Position(&x, &y));
+  // No pointer picture and no keys: the overlays draw nothing of them.
+  EXPECT_FALSE(capture.cursor);
+  EXPECT_FALSE(capture.keys);
 
   // A shot fails plainly, into memory or into a texture; there is no output to duplicate.
   std::unique_ptr<IScreenGrabber> grabber = capture.makeGrabber();
@@ -88,6 +91,10 @@ TEST(LinuxDesktop, AnswersForTheDisplaysMonitorsWindowsAndPointer) {
   const int rootWidth = DisplayWidth(display, DefaultScreen(display));
   const int rootHeight = DisplayHeight(display, DefaultScreen(display));
   const CapturePlatform capture = NativeCapturePlatform();
+#if CV_INPUT_X11
+  EXPECT_TRUE(capture.cursor);
+  EXPECT_TRUE(capture.keys);
+#endif
 
   // Monitors lie on the screen, each with its own handle.
   const std::vector<MonitorInfo> monitors = capture.monitors->List();

@@ -40,22 +40,30 @@ static_assert(static_cast<int>(AudioShareMode::kShared) == AUDCLNT_SHAREMODE_SHA
 
 // ---- apartments ----
 
-// The multithreaded apartment, kept while any holder lives.
+// The multithreaded apartment, kept while any holder lives. The two calls are looked up by name: not
+// every import library of the system's COM module names them. A system without them (older than
+// Windows 8) has only the calls' own apartments.
 class ApartmentHold {
  public:
   static std::shared_ptr<ApartmentHold> Make() {
     auto hold = std::make_shared<ApartmentHold>();
-    if (FAILED(CoIncrementMTAUsage(&hold->cookie_))) hold->cookie_ = nullptr;
+    const HMODULE ole = GetModuleHandleW(L"ole32.dll");
+    const auto increment = reinterpret_cast<HRESULT(WINAPI*)(CO_MTA_USAGE_COOKIE*)>(
+        reinterpret_cast<void*>(ole ? GetProcAddress(ole, "CoIncrementMTAUsage") : nullptr));
+    hold->decrement_ = reinterpret_cast<HRESULT(WINAPI*)(CO_MTA_USAGE_COOKIE)>(
+        reinterpret_cast<void*>(ole ? GetProcAddress(ole, "CoDecrementMTAUsage") : nullptr));
+    if (!increment || !hold->decrement_ || FAILED(increment(&hold->cookie_))) hold->cookie_ = nullptr;
     return hold;
   }
   ApartmentHold() = default;
   ~ApartmentHold() {
-    if (cookie_) CoDecrementMTAUsage(cookie_);
+    if (cookie_) decrement_(cookie_);
   }
   ApartmentHold(const ApartmentHold&) = delete;
   ApartmentHold& operator=(const ApartmentHold&) = delete;
 
  private:
+  HRESULT(WINAPI* decrement_)(CO_MTA_USAGE_COOKIE) = nullptr;
   CO_MTA_USAGE_COOKIE cookie_ = nullptr;
 };
 

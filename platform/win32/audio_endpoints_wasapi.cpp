@@ -6,10 +6,10 @@
 // thread the host calls on, some of which never entered COM. Every object of this file holds the
 // process's multithreaded apartment alive (CoIncrementMTAUsage) while it lives, so that a thread in no
 // apartment is in the implicit one and no last CoUninitialize elsewhere tears it down, and with it the
-// system's module, under the interfaces held here. Calls that create or open system objects also enter
-// the multithreaded apartment for their own duration where the calling thread is in none, and leave it
-// again; a thread in a single-threaded apartment stays there, since the audio layer's objects are in
-// process and free-threaded and so serve it directly.
+// system's module, under the interfaces held here. Every call but the packet calls also enters the
+// multithreaded apartment for its own duration where the calling thread is in none, and leaves it again;
+// a thread in a single-threaded apartment stays there, since the audio layer's objects are in process and
+// free-threaded and so serve it directly.
 #include <windows.h>
 #include <initguid.h>
 #include <mmreg.h>
@@ -30,11 +30,14 @@
 namespace cvplat {
 namespace {
 
-static_assert(kStreamLoopback == AUDCLNT_STREAMFLAGS_LOOPBACK && kStreamEventCallback == AUDCLNT_STREAMFLAGS_EVENTCALLBACK);
-static_assert(kPacketDiscontinuity == AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY && kPacketSilent == AUDCLNT_BUFFERFLAGS_SILENT &&
+static_assert(kStreamLoopback == AUDCLNT_STREAMFLAGS_LOOPBACK &&
+              kStreamEventCallback == AUDCLNT_STREAMFLAGS_EVENTCALLBACK);
+static_assert(kPacketDiscontinuity == AUDCLNT_BUFFERFLAGS_DATA_DISCONTINUITY &&
+              kPacketSilent == AUDCLNT_BUFFERFLAGS_SILENT &&
               kPacketTimestampError == AUDCLNT_BUFFERFLAGS_TIMESTAMP_ERROR);
 static_assert(kAudioBufferEmpty == AUDCLNT_S_BUFFER_EMPTY && kAudioNotInitialized == AUDCLNT_E_NOT_INITIALIZED &&
-              kAudioWrongEndpointType == AUDCLNT_E_WRONG_ENDPOINT_TYPE && kAudioUnsupportedFormat == AUDCLNT_E_UNSUPPORTED_FORMAT);
+              kAudioWrongEndpointType == AUDCLNT_E_WRONG_ENDPOINT_TYPE &&
+              kAudioUnsupportedFormat == AUDCLNT_E_UNSUPPORTED_FORMAT);
 static_assert(static_cast<int>(AudioShareMode::kShared) == AUDCLNT_SHAREMODE_SHARED &&
               static_cast<int>(AudioShareMode::kExclusive) == AUDCLNT_SHAREMODE_EXCLUSIVE);
 
@@ -323,7 +326,10 @@ class WasapiStream final : public IAudioStream {
 class WasapiEndpoint final : public IAudioEndpoint {
  public:
   WasapiEndpoint(std::shared_ptr<ApartmentHold> hold, TRefPtr<IMMDevice> device, AudioFlow listed)
-      : hold_(std::move(hold)), device_(std::move(device)), flow_(FlowOf(device_.Get(), listed)), id_(IdOf(device_.Get())) {}
+      : hold_(std::move(hold)),
+        device_(std::move(device)),
+        flow_(FlowOf(device_.Get(), listed)),
+        id_(IdOf(device_.Get())) {}
 
   std::wstring Id() override { return id_; }
   AudioFlow Flow() override { return flow_; }
@@ -397,7 +403,7 @@ class WasapiEndpoints final : public IAudioEndpoints {
     if (HRESULT hr = MakeEnumerator(&enumerator); FAILED(hr)) return hr;
     TRefPtr<IMMDeviceCollection> collection;
     if (HRESULT hr = enumerator->EnumAudioEndpoints(flow == AudioFlow::kRender ? eRender : eCapture,
-                                                   DEVICE_STATE_ACTIVE, collection.Receive());
+                                                    DEVICE_STATE_ACTIVE, collection.Receive());
         FAILED(hr))
       return hr;
     UINT count = 0;

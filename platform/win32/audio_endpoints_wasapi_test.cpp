@@ -131,7 +131,8 @@ TRefPtr<IAudioClient> NativeClient(const std::wstring& id) {
   if (FAILED(CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_INPROC_SERVER, IID_IMMDeviceEnumerator,
                               reinterpret_cast<void**>(enumerator.Receive()))) ||
       FAILED(enumerator->GetDevice(id.c_str(), device.Receive())) ||
-      FAILED(device->Activate(IID_IAudioClient, CLSCTX_INPROC_SERVER, nullptr, reinterpret_cast<void**>(client.Receive()))))
+      FAILED(device->Activate(IID_IAudioClient, CLSCTX_INPROC_SERVER, nullptr,
+                              reinterpret_cast<void**>(client.Receive()))))
     client.Reset();
   return client;
 }
@@ -205,7 +206,8 @@ TEST_F(WasapiEndpointsTest, InitializeRefusesMismatchesAndSecondCallsAndLeavesAF
     EXPECT_EQ(loopback->Initialize(AudioShareMode::kShared, kStreamLoopback, 0, 0, mix), kAudioWrongEndpointType);
   }
   // An output is only read through its loopback, a recording endpoint never.
-  EXPECT_EQ(Open(*sink_)->Initialize(AudioShareMode::kShared, kStreamEventCallback, 0, 0, mix), kAudioWrongEndpointType);
+  EXPECT_EQ(Open(*sink_)->Initialize(AudioShareMode::kShared, kStreamEventCallback, 0, 0, mix),
+            kAudioWrongEndpointType);
   const std::unique_ptr<IAudioStream> stream = Open(*monitor_);
   ASSERT_TRUE(stream);
   EXPECT_EQ(stream->Initialize(AudioShareMode::kShared, kStreamLoopback, 0, 0, mix), kAudioWrongEndpointType);
@@ -278,7 +280,8 @@ class TonePlayer {
     auto* samples = reinterpret_cast<float*>(data);
     for (UINT32 i = 0; i < frames; ++i, ++played_)
       for (UINT32 c = 0; c < channels_; ++c)
-        samples[i * channels_ + c] = static_cast<float>(0.5 * std::sin(2 * 3.14159265358979323846 * 1000.0 * played_ / rate_));
+        samples[i * channels_ + c] =
+            static_cast<float>(0.5 * std::sin(2 * 3.14159265358979323846 * 1000.0 * played_ / rate_));
     return SUCCEEDED(render_->ReleaseBuffer(frames, 0));
   }
 

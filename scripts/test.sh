@@ -3,7 +3,7 @@
 #   linux, linux-asan      all tests, with a private X server to capture and a private sound server
 #   linux-tsan             the tests labelled "concurrency"
 #   linux-fuzz             every fuzz target for a bounded time (clang, libFuzzer, ASan + UBSan)
-#   win64                  all tests, each under Wine with a private X server
+#   win64                  all tests, each under Wine with a private X server and a private sound server
 #   win32                  build only: nothing on this machine can run 32-bit Windows code
 # Ends with one line "N passed, N failed" over all runs; exits non-zero if anything failed.
 set -uo pipefail
@@ -66,7 +66,9 @@ for preset in linux linux-asan linux-tsan linux-fuzz win64 win32; do
       # Wine's process exit now and then aborts in the host's loader ("Inconsistency detected by ld.so:
       # dl-fini.c") after a test has passed; a second run tells that apart from a test that fails. The
       # native presets run each test once.
-      bash scripts/with-xvfb.sh ctest --preset "$preset" -j"$jobs" --repeat until-pass:2 2>&1 \
+      # The sound endpoints' tests record from the private sound server, which Wine's driver for it
+      # finds through PULSE_SERVER: Wine hands the environment on to every Windows process.
+      bash scripts/with-xvfb.sh bash scripts/with-pulse.sh ctest --preset "$preset" -j"$jobs" --repeat until-pass:2 2>&1 \
         | tee "$logs/test-$preset.log"
       WINEPREFIX="$root/build/win64/wineprefix" wineserver -k >/dev/null 2>&1 || true
       count "$logs/test-$preset.log" "$preset" ;;

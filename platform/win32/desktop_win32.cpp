@@ -201,6 +201,8 @@ CapturePlatform NativeCapturePlatform() {
   platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new GdiGrabber(desktop)); };
   platform.duplication = std::make_shared<UnavailableDesktop>();
   platform.gpu = CreateGpuDevice;
+  // The audio layer is asked only when a sound device is opened.
+  platform.audio = NativeAudioEndpoints();
   return platform;
 }
 

@@ -34,14 +34,15 @@ if(CMAKE_CROSSCOMPILING AND NOT CV_WIN32_ONLY_BUILD)
       ${CMAKE_SOURCE_DIR}/scripts/wine-run.sh)
 endif()
 
-# cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds] [LOCK resource])
+# cv_add_gtest(NAME SOURCES src... LIBS lib... [LABEL label] [TIMEOUT seconds] [LOCK resource] [SERIAL])
 # One label per executable (discovered tests cannot carry a list). The linux-tsan preset runs the
 # executables labelled "concurrency": put tests of threads and locks into one of those. LOCK: a
 # resource that the executable's tests share with the tests of other executables of the same lock (the X
 # server's pointer and keyboard, the test sound server's one sink), so that CTest runs none of them at the
-# same time.
+# same time. SERIAL: each test runs alone, for tests of real-time streams that a busy machine would
+# delay past what they allow (a frame's sound).
 function(cv_add_gtest name)
-  cmake_parse_arguments(ARG "" "TIMEOUT;LABEL;LOCK" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;LABEL;LOCK" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   cv_target_defaults(${name})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest_main)
@@ -54,6 +55,9 @@ function(cv_add_gtest name)
   set(lock)
   if(ARG_LOCK)
     set(lock RESOURCE_LOCK ${ARG_LOCK})
+  endif()
+  if(ARG_SERIAL)
+    list(APPEND lock RUN_SERIAL TRUE)
   endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60

@@ -104,7 +104,8 @@ class IAudioStream {
   // (kAudioExclusiveModeNotAllowed), a second call (kAudioAlreadyInitialized), a gone endpoint.
   virtual HRESULT Initialize(AudioShareMode mode, uint32_t streamFlags, int64_t bufferDuration, int64_t periodicity,
                              const WaveFormat& format) = 0;
-  // The event that an event-driven stream signals when a packet is ready. The caller owns the event and
+  // The event that an event-driven stream signals when a packet is ready, and again when a packet is
+  // given back while another one waits, so one packet per wake-up keeps up. The caller owns the event and
   // keeps it open until this stream is released. kAudioEventHandleNotExpected for a stream initialised
   // without kStreamEventCallback.
   virtual HRESULT SetEventHandle(KHandle event) = 0;

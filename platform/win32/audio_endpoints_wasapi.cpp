@@ -265,7 +265,9 @@ class WasapiStream final : public IAudioStream {
 
   HRESULT SetEventHandle(KHandle event) override {
     CallApartment apartment;
-    return client_->SetEventHandle(static_cast<HANDLE>(event));
+    const HRESULT hr = client_->SetEventHandle(static_cast<HANDLE>(event));
+    if (SUCCEEDED(hr)) event_ = event;
+    return hr;
   }
 
   HRESULT Start() override {
@@ -309,7 +311,13 @@ class WasapiStream final : public IAudioStream {
 
   HRESULT ReleaseBuffer(uint32_t frames) override {
     if (!capture_) return kAudioNotInitialized;
-    return capture_->ReleaseBuffer(frames);
+    const HRESULT hr = capture_->ReleaseBuffer(frames);
+    // The system signals once a period, however many packets wait (Wine queues several at a time): a
+    // reader woken for one packet is woken again while another waits, so it never falls behind.
+    UINT32 next = 0;
+    if (SUCCEEDED(hr) && event_ && SUCCEEDED(capture_->GetNextPacketSize(&next)) && next > 0)
+      SetEventObject(event_);
+    return hr;
   }
 
  private:
@@ -318,6 +326,7 @@ class WasapiStream final : public IAudioStream {
   const TRefPtr<IMMDevice> device_;
   const AudioFlow flow_;
   TRefPtr<IAudioClient> client_;
+  KHandle event_ = nullptr;  // the caller's, set by SetEventHandle
   TRefPtr<IAudioCaptureClient> capture_;  // set once initialised
 };
 

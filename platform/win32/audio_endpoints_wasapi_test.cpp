@@ -263,6 +263,22 @@ TEST_F(WasapiEndpointsTest, AToneIntoTheDefaultOutputComesOutOfTheMonitorAtItsPi
   const std::unique_ptr<TestTone> tone = PlayTestTone(1000, 8, &why);
   ASSERT_TRUE(tone) << "the test's own tone could not be played: " << why;
 
+  // Packets left waiting pile up; each one given back wakes the reader again while another waits, so a
+  // reader that takes one packet per wake-up keeps up.
+  AudioPacket first;
+  for (const ULONGLONG end = GetTickCount64() + 5000; stream->GetBuffer(&first) != S_OK && GetTickCount64() < end;)
+    WaitForOne(event, 50);
+  ASSERT_GT(first.frames, 0u) << "no packet came";
+  ASSERT_EQ(stream->ReleaseBuffer(first.frames), S_OK);
+  SleepMs(150);
+  ASSERT_EQ(WaitForOne(event, 1000), kWaitObject0);
+  ASSERT_EQ(stream->GetBuffer(&first), S_OK);
+  ASSERT_EQ(stream->ReleaseBuffer(first.frames), S_OK);
+  uint32_t waiting = 0;
+  ASSERT_EQ(stream->NextPacketSize(&waiting), S_OK);
+  ASSERT_GT(waiting, 0u) << "150 ms left only one packet";
+  EXPECT_EQ(WaitForOne(event, 0), kWaitObject0);
+
   // 0.5 s of the left channel without a break, within at most 5 s. A Wine process that is slow to feed
   // the server leaves the sink silent for a moment now and then: a stretch starts again after one. A
   // packet lost on the way in would instead shift the phase inside the stretch, and so its pitch.

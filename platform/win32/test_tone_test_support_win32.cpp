@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cmath>
 #include <future>
+#include <numbers>
 #include <thread>
 
 #include "platform/test_tone_test_support.h"
@@ -87,7 +88,7 @@ class RenderTone : public TestTone {
     if (FAILED(render_->GetBuffer(frames, &data))) return;
     const bool isFloat = IsFloat(*format_);
     for (UINT32 i = 0; i < frames; ++i, ++written_) {
-      const double v = 0.5 * std::sin(2 * M_PI * hz_ * static_cast<double>(written_) / format_->nSamplesPerSec);
+      const double v = 0.5 * std::sin(2 * std::numbers::pi * hz_ * static_cast<double>(written_) / format_->nSamplesPerSec);
       for (WORD c = 0; c < format_->nChannels; ++c) {
         const size_t at = static_cast<size_t>(i) * format_->nChannels + c;
         if (isFloat)

@@ -94,6 +94,18 @@ if [ -n "${CV_TEST_SOUND_SINK:-}" ] && command -v paplay >/dev/null; then
   # 48000 samples a second over the frame rate, give or take the sample carried between frames.
   awk -v n="$per_frame" -v f="$want_fps" 'BEGIN { d = n - 48000 / f; exit !(d < 1 && d > -1) }' \
     || fail "frames carried $per_frame samples each, not 48000 / $want_fps"
+  # From half a second after the tone arrived: no stretch of silence (2 ms and more), and its own pitch.
+  silences=$(ffmpeg -hide_banner -nostats -i "$out/audio.wav" -af silencedetect=noise=0.01:d=0.002 -f null - 2>&1 \
+    | grep -o 'silence_[a-z]*: [0-9.]*' | tr -d ':') || true
+  arrived=$(awk '$1 == "silence_start" && $2 == 0 { lead = 1 } $1 == "silence_end" && lead { print $2; exit }
+                 END { if (!lead) print 0 }' <<<"$silences")
+  gap=$(awk -v from="$arrived" '$1 == "silence_start" && $2 > from + 0.5 { print $2; exit }' <<<"$silences")
+  [ -z "$gap" ] || fail "the sound has a gap at $gap s (the tone arrived at $arrived s)"
+  crossings=$(ffmpeg -hide_banner -nostats -ss "$(awk -v a="$arrived" 'BEGIN { print a + 0.5 }')" -i "$out/audio.wav" \
+    -af "pan=mono|c0=c0,astats=measure_overall=none" -f null - 2>&1 | sed -n 's/.*Zero crossings rate: \([0-9.]*\).*/\1/p')
+  pitch=$(awk -v r="$crossings" 'BEGIN { printf "%.2f", r * 48000 / 2 }')
+  echo "capture_e2e: the tone arrived at $arrived s and came through at $pitch Hz"
+  awk -v p="$pitch" 'BEGIN { exit !(p > 999 && p < 1001) }' || fail "the tone came through at $pitch Hz, not 1000"
   rm -rf "$out" tone.wav
 fi
 echo "capture_e2e: ok"

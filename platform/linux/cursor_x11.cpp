@@ -15,7 +15,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "platform/linux/x11_error_hook.h"
+#include "platform/linux/x11_error_trap.h"
 
 namespace cvplat {
 
@@ -39,7 +39,7 @@ class X11Cursor : public ICursor {
   X11Cursor& operator=(const X11Cursor&) = delete;
   ~X11Cursor() override {
     if (image_) XFree(image_);
-    XCloseDisplay(display_);
+    CloseComponentDisplay(display_);
   }
 
   bool Query(CursorState* state) override {
@@ -85,6 +85,7 @@ class X11Cursor : public ICursor {
  private:
   // The pointer now, in place of the one kept; the caller holds the lock.
   bool Fetch() {
+    if (ConnectionLost(display_)) return false;
     XFixesCursorImage* image = XFixesGetCursorImage(display_);
     if (!image) return false;
     if (image_) XFree(image_);
@@ -107,13 +108,12 @@ class X11Cursor : public ICursor {
 }  // namespace
 
 std::shared_ptr<ICursor> OpenX11Cursor() {
-  Display* display = XOpenDisplay(nullptr);
+  Display* display = OpenComponentDisplay();
   if (!display) return nullptr;
-  SwallowReplyErrors(display);
   int eventBase = 0, errorBase = 0, major = 2, minor = 0;
   if (!XFixesQueryExtension(display, &eventBase, &errorBase) || !XFixesQueryVersion(display, &major, &minor) ||
       major < 2) {
-    XCloseDisplay(display);
+    CloseComponentDisplay(display);
     return nullptr;
   }
   return std::make_shared<X11Cursor>(display);

@@ -16,7 +16,6 @@
 #include "platform/dynamic_library.h"
 #include "platform/linux/duplication_x11.h"
 #include "platform/linux/screen_grab_x11.h"
-#include "platform/linux/x11_error_hook.h"
 #include "platform/linux/x11_error_trap.h"
 #include "platform/screen_grab.h"
 #endif
@@ -65,8 +64,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   ~X11Desktop() override {
     if (!display_) return;
     shared_.Release(display_);
-    ReleaseConnectionErrors(display_);
-    XCloseDisplay(display_);
+    CloseComponentDisplay(display_);
   }
 
   std::vector<MonitorInfo> List() override {
@@ -152,16 +150,20 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   // The connection, opened on first use. A display that can't be opened is asked again after a while,
   // not on every pass of a capture.
   bool Open() {
+    // A server that went away leaves a connection that can only be closed; a new one is tried later.
+    if (display_ && ConnectionLost(display_)) {
+      shared_.Release(display_);
+      CloseComponentDisplay(display_);
+      display_ = nullptr;
+    }
     if (display_) return true;
     const auto now = std::chrono::steady_clock::now();
     if (now < nextTry_) return false;
     nextTry_ = now + std::chrono::seconds(2);
-    display_ = XOpenDisplay(nullptr);
-    if (!display_) return false;
     // A window handle may name no window by now, and an old server may not know RandR 1.5: those calls
     // just fail. Errors of requests without a reply (the attach of shared memory) are kept here too.
-    SwallowReplyErrors(display_);
-    TrapConnectionErrors(display_);
+    display_ = OpenComponentDisplay();
+    if (!display_) return false;
     // Made if they aren't there yet, so that a window manager that starts later is still heard.
     char* names[] = {const_cast<char*>("_NET_ACTIVE_WINDOW"), const_cast<char*>("_NET_FRAME_EXTENTS"),
                      const_cast<char*>("_GTK_FRAME_EXTENTS")};

@@ -13,7 +13,6 @@
 
 #include "platform/auto_obj.h"
 #include "platform/linux/screen_grab_x11.h"
-#include "platform/linux/x11_error_hook.h"
 #include "platform/linux/x11_error_trap.h"
 
 namespace cvplat {
@@ -52,16 +51,14 @@ class X11Duplication : public IDuplication {
   ~X11Duplication() override {
     XDamageDestroy(display_, damage_);
     shared_.Release(display_);
-    XSync(display_, False);
-    ReleaseConnectionErrors(display_);
-    XCloseDisplay(display_);
+    CloseComponentDisplay(display_);
   }
 
   HRESULT AcquireNextFrame(uint32_t timeoutMs, DuplicationFrameInfo* info, IGpuTexture2D** image) override {
     if (info) *info = {};
     if (image) *image = nullptr;
     if (!info || !image) return E_INVALIDARG;
-    if (lost_ || (lost_ = Lost())) return kDuplicationAccessLost;
+    if (lost_ || (lost_ = ConnectionLost(display_) || Lost())) return kDuplicationAccessLost;
     if (held_) return kInvalidCall;
 
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -192,14 +189,11 @@ class X11Outputs : public IGpuOutputs {
     duplication->reset();
     const std::vector<MonitorInfo> outputs = monitors_();
     if (index >= outputs.size()) return kDuplicationNotFound;
-    Display* display = XOpenDisplay(nullptr);
+    Display* display = OpenComponentDisplay();
     if (!display) return E_FAIL;
-    SwallowReplyErrors(display);
-    TrapConnectionErrors(display);
     int eventBase = 0, errorBase = 0;
     if (!XDamageQueryExtension(display, &eventBase, &errorBase)) {
-      ReleaseConnectionErrors(display);
-      XCloseDisplay(display);
+      CloseComponentDisplay(display);
       return E_NOTIMPL;
     }
     const Window root = DefaultRootWindow(display);
@@ -208,8 +202,7 @@ class X11Outputs : public IGpuOutputs {
     const Damage damage = XDamageCreate(display, root, XDamageReportNonEmpty);
     XSync(display, False);
     if (TakeConnectionError(display) != 0) {
-      ReleaseConnectionErrors(display);
-      XCloseDisplay(display);
+      CloseComponentDisplay(display);
       return E_FAIL;
     }
     *duplication = std::make_unique<X11Duplication>(display, damage, eventBase, device_, outputs[index], monitors_);

@@ -19,7 +19,7 @@
 #include <mutex>
 
 #include "platform/linux/keysym_table.h"
-#include "platform/linux/x11_error_hook.h"
+#include "platform/linux/x11_error_trap.h"
 
 namespace cvplat {
 
@@ -39,11 +39,12 @@ class X11KeyInput : public IKeyInput {
   }
   X11KeyInput(const X11KeyInput&) = delete;
   X11KeyInput& operator=(const X11KeyInput&) = delete;
-  ~X11KeyInput() override { XCloseDisplay(display_); }
+  ~X11KeyInput() override { CloseComponentDisplay(display_); }
 
   bool KeyDown(uint32_t vk) override {
     if (vk >= 256) return false;
     std::lock_guard<std::mutex> hold(lock_);
+    if (ConnectionLost(display_)) return false;
     const auto now = std::chrono::steady_clock::now();
     if (vk <= lastAsked_ || now - lookedAt_ > kLookLifetime) Look(now);
     lastAsked_ = vk;
@@ -155,16 +156,15 @@ class X11KeyInput : public IKeyInput {
 }  // namespace
 
 std::shared_ptr<IKeyInput> OpenX11KeyInput() {
-  Display* display = XOpenDisplay(nullptr);
+  // A server of XInput 1 refuses the version query of 2 with an error: the call just fails.
+  Display* display = OpenComponentDisplay();
   if (!display) return nullptr;
-  // A server of XInput 1 refuses the version query of 2 with an error.
-  SwallowReplyErrors(display);
   int opcode = 0, eventBase = 0, errorBase = 0;
   // Raw events reach a client that isn't grabbing from version 2.1 on.
   int major = 2, minor = 2;
   if (!XQueryExtension(display, "XInputExtension", &opcode, &eventBase, &errorBase) ||
       XIQueryVersion(display, &major, &minor) != Success || (major == 2 && minor < 1)) {
-    XCloseDisplay(display);
+    CloseComponentDisplay(display);
     return nullptr;
   }
   unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};

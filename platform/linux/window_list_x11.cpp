@@ -7,27 +7,22 @@
 #include <limits.h>
 #include <unistd.h>
 
-#include <mutex>
 #include <string>
 
 #include "platform/linux/utf8_text.h"
+#include "platform/linux/x11_error_trap.h"
 #include "platform/window_list.h"
 
 namespace cvplat {
 
 namespace {
 
-// A window can go away between the listing and the questions about it; Xlib's default handler would
-// end the process for that. The handler is process-wide, so its swap is serialised.
-int IgnoreError(Display*, XErrorEvent*) { return 0; }
-std::mutex handlerLock;
-
 class Connection {
  public:
-  Connection() : display_(XOpenDisplay(nullptr)) {}
-  ~Connection() {
-    if (display_) XCloseDisplay(display_);
-  }
+  // A window can go away between the listing and the questions about it: the connection is one of the
+  // component's own, whose errors make a call fail instead of ending the process.
+  Connection() : display_(OpenComponentDisplay()) {}
+  ~Connection() { CloseComponentDisplay(display_); }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   Display* Get() const { return display_; }
@@ -94,8 +89,6 @@ std::vector<TopWindow> ListTopWindows() {
   Display* display = connection.Get();
   if (!display) return rows;
 
-  std::lock_guard<std::mutex> guard(handlerLock);
-  XErrorHandler previous = XSetErrorHandler(IgnoreError);
   const Window root = DefaultRootWindow(display);
   const Atom clientList = XInternAtom(display, "_NET_CLIENT_LIST", True);
   const Atom netName = XInternAtom(display, "_NET_WM_NAME", True);
@@ -127,8 +120,6 @@ std::vector<TopWindow> ListTopWindows() {
     row.title = std::move(title);
     rows.push_back(std::move(row));
   }
-  XSync(display, False);
-  XSetErrorHandler(previous);
   return rows;
 }
 

@@ -7,62 +7,118 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/x11_error_hook.h"
+
 namespace cvplat {
 
 namespace {
+
+struct Trapped {
+  Display* display;
+  int lastError;
+  bool lost;
+};
 
 std::mutex& Lock() {
   static std::mutex lock;
   return lock;
 }
 
-// The trapped connections with their last error; a handful at most, so a plain list.
-std::vector<std::pair<Display*, int>>& Trapped() {
-  static std::vector<std::pair<Display*, int>> trapped;
-  return trapped;
+// The trapped connections; a handful at most, so a plain list.
+std::vector<Trapped>& List() {
+  static std::vector<Trapped> list;
+  return list;
 }
 
 XErrorHandler previousHandler = nullptr;
+XIOErrorHandler previousIOHandler = nullptr;
+
+Trapped* Find(Display* display) {
+  for (Trapped& t : List())
+    if (t.display == display) return &t;
+  return nullptr;
+}
 
 int KeepError(Display* display, XErrorEvent* error) {
   XErrorHandler previous = nullptr;
   {
     std::lock_guard<std::mutex> hold(Lock());
-    for (auto& [d, code] : Trapped()) {
-      if (d == display) {
-        code = error->error_code;
-        return 0;
-      }
+    if (Trapped* t = Find(display)) {
+      t->lastError = error->error_code;
+      return 0;
     }
     previous = previousHandler;
   }
   return previous ? previous(display, error) : 0;
 }
 
+// A broken connection: Xlib's default handler ends the process. One of the component's is marked lost,
+// and Xlib then calls its exit handler (MarkLost) in place of ending the process; from there on its
+// calls return at once with a failure. The host's connections go to the handler that was there before.
+int KeepIOError(Display* display) {
+  XIOErrorHandler previous = nullptr;
+  {
+    std::lock_guard<std::mutex> hold(Lock());
+    if (Trapped* t = Find(display)) {
+      t->lost = true;
+      return 0;
+    }
+    previous = previousIOHandler;
+  }
+  return previous ? previous(display) : 0;
+}
+
+void MarkLost(Display* display, void*) {
+  std::lock_guard<std::mutex> hold(Lock());
+  if (Trapped* t = Find(display)) t->lost = true;
+}
+
 }  // namespace
 
 void TrapConnectionErrors(_XDisplay* display) {
   if (!display) return;
+  SwallowReplyErrors(display);
+  XSetIOErrorExitHandler(display, MarkLost, nullptr);
   std::lock_guard<std::mutex> hold(Lock());
   // A host that set a handler of its own since the last time gets ours in front of it again, and its
   // own connections' errors still reach it.
   const XErrorHandler current = XSetErrorHandler(KeepError);
   if (current != KeepError) previousHandler = current;
-  Trapped().emplace_back(display, 0);
+  const XIOErrorHandler currentIO = XSetIOErrorHandler(KeepIOError);
+  if (currentIO != KeepIOError) previousIOHandler = currentIO;
+  if (!Find(display)) List().push_back({display, 0, false});
 }
 
 void ReleaseConnectionErrors(_XDisplay* display) {
   std::lock_guard<std::mutex> hold(Lock());
-  auto& trapped = Trapped();
-  trapped.erase(std::remove_if(trapped.begin(), trapped.end(), [&](const auto& t) { return t.first == display; }),
-                trapped.end());
+  auto& list = List();
+  list.erase(std::remove_if(list.begin(), list.end(), [&](const Trapped& t) { return t.display == display; }),
+             list.end());
 }
 
 int TakeConnectionError(_XDisplay* display) {
   std::lock_guard<std::mutex> hold(Lock());
-  for (auto& [d, code] : Trapped())
-    if (d == display) return std::exchange(code, 0);
-  return 0;
+  Trapped* t = Find(display);
+  return t ? std::exchange(t->lastError, 0) : 0;
+}
+
+bool ConnectionLost(_XDisplay* display) {
+  std::lock_guard<std::mutex> hold(Lock());
+  const Trapped* t = Find(display);
+  return t && t->lost;
+}
+
+_XDisplay* OpenComponentDisplay() {
+  Display* display = XOpenDisplay(nullptr);
+  if (display) TrapConnectionErrors(display);
+  return display;
+}
+
+void CloseComponentDisplay(_XDisplay* display) {
+  if (!display) return;
+  // Still trapped while it closes: the errors of what it sends last stay here too.
+  XCloseDisplay(display);
+  ReleaseConnectionErrors(display);
 }
 
 }  // namespace cvplat

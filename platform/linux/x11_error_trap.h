@@ -1,19 +1,28 @@
-// Errors of the component's own X connections, whatever request caused them (also the requests without
-// a reply, whose errors arrive later), kept for their connection instead of reaching the process's error
-// handler, whose default ends the process. Errors of the host's connections go on to the handler that
-// was installed before.
+// The component's own X connections and their errors. Errors of any request (also of requests without a
+// reply, whose errors arrive later) are kept for their connection instead of reaching the process's
+// error handler, whose default ends the process; a connection that breaks (the server gone) is marked
+// lost instead of ending the process. Errors of the host's connections go on to the handler that was
+// installed before.
 #pragma once
 
 struct _XDisplay;
 
 namespace cvplat {
 
-// From now on errors of `display` are kept for it. The handler the process has now is chained behind
-// the component's (again, if the host replaced it since).
+// A connection of the component's own to DISPLAY, trapped as below; null when there is no display.
+_XDisplay* OpenComponentDisplay();
+// Closes a connection from OpenComponentDisplay (lost or not).
+void CloseComponentDisplay(_XDisplay* display);
+
+// From now on errors of `display` are kept for it, a reply's error is the failure of the call that
+// waited for it, and the connection's breaking marks it lost. The handler the process has now is chained
+// behind the component's (again, if the host replaced it since).
 void TrapConnectionErrors(_XDisplay* display);
 // Before the connection closes: its errors are no longer the component's.
 void ReleaseConnectionErrors(_XDisplay* display);
 // The code of the last error of `display` since the last call; 0 when there was none.
 int TakeConnectionError(_XDisplay* display);
+// The connection broke: every call on it fails from now on, and it can only be closed.
+bool ConnectionLost(_XDisplay* display);
 
 }  // namespace cvplat

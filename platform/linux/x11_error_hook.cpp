@@ -5,11 +5,14 @@
 #include <X11/Xlib.h>
 #include <X11/Xlibint.h>
 
+#include "platform/linux/x11_error_trap.h"
+
 namespace cvplat {
 
 namespace {
 
-int Swallow(Display*, xError*, XExtCodes*, int* result) {
+int Swallow(Display* display, xError* error, XExtCodes*, int* result) {
+  NoteConnectionError(display, error->errorCode);
   *result = 0;  // what the waiting call returns: the request failed
   return True;
 }

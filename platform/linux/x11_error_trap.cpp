@@ -96,6 +96,11 @@ void ReleaseConnectionErrors(_XDisplay* display) {
              list.end());
 }
 
+void NoteConnectionError(_XDisplay* display, int code) {
+  std::lock_guard<std::mutex> hold(Lock());
+  if (Trapped* t = Find(display)) t->lastError = code;
+}
+
 int TakeConnectionError(_XDisplay* display) {
   std::lock_guard<std::mutex> hold(Lock());
   Trapped* t = Find(display);

@@ -22,6 +22,8 @@ void TrapConnectionErrors(_XDisplay* display);
 void ReleaseConnectionErrors(_XDisplay* display);
 // The code of the last error of `display` since the last call; 0 when there was none.
 int TakeConnectionError(_XDisplay* display);
+// Keeps `code` as the last error of `display` when it is trapped.
+void NoteConnectionError(_XDisplay* display, int code);
 // The connection broke: every call on it fails from now on, and it can only be closed.
 bool ConnectionLost(_XDisplay* display);
 

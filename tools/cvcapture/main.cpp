@@ -75,7 +75,7 @@ int ShowDemo(IUnknown* device, cvplat::IDemoDesktop& demo) {
   for (const auto& [name, value] : kDemoMarks) {
     if (HRESULT hr = props->PropsSet(name, value); FAILED(hr))
       return ReportFailure("setting " + ToUtf8(name) + " for the private display", hr);
-    set += " " + ToUtf8(name) + "=" + ToUtf8(value);
+    set.append(" ").append(ToUtf8(name)).append("=").append(ToUtf8(value));
   }
   std::fprintf(stderr, "cvcapture: for the private display, this capture sets%s\n", set.c_str());
   std::string error;

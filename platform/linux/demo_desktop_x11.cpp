@@ -204,21 +204,21 @@ class TContent {
   void Press(const TStep& step) {
     if (step.input == TInput::Button) {
       XTestFakeButtonEvent(display_, step.code, step.down, CurrentTime);
-      if (step.down) held_buttons_.push_back(step.code);
-      else std::erase(held_buttons_, step.code);
+      if (step.down) heldButtons_.push_back(step.code);
+      else std::erase(heldButtons_, step.code);
       return;
     }
     const KeyCode key = XKeysymToKeycode(display_, step.code);
     if (key == 0) return;
     XTestFakeKeyEvent(display_, key, step.down, CurrentTime);
-    if (step.down) held_keys_.push_back(key);
-    else std::erase(held_keys_, key);
+    if (step.down) heldKeys_.push_back(key);
+    else std::erase(heldKeys_, key);
   }
 
   // Nothing stays pressed, and the server is left as the content found it.
   void TearDown() {
-    for (unsigned button : held_buttons_) XTestFakeButtonEvent(display_, button, False, CurrentTime);
-    for (KeyCode key : held_keys_) XTestFakeKeyEvent(display_, key, False, CurrentTime);
+    for (unsigned button : heldButtons_) XTestFakeButtonEvent(display_, button, False, CurrentTime);
+    for (KeyCode key : heldKeys_) XTestFakeKeyEvent(display_, key, False, CurrentTime);
     XUndefineCursor(display_, root_);
     XFreeCursor(display_, cursor_);
     XFreeGC(display_, gc_);
@@ -234,8 +234,8 @@ class TContent {
   Window window_ = None;
   Pixmap picture_ = None;
   GC gc_ = nullptr;
-  std::vector<unsigned> held_buttons_;
-  std::vector<KeyCode> held_keys_;
+  std::vector<unsigned> heldButtons_;
+  std::vector<KeyCode> heldKeys_;
   std::thread thread_;
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -4,13 +4,13 @@
 set -euo pipefail
 job=${1:?usage: install-deps.sh run|test}
 
-run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev libxext-dev libxdamage-dev libxfixes-dev libxi-dev
+run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev libxext-dev libxdamage-dev libxfixes-dev libxi-dev libxtst-dev
   zlib1g-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core xvfb libpulse-dev)
 test_pkgs=("${run_pkgs[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine libz-mingw-w64-dev
-  libxtst-dev x11-utils x11-xserver-utils pulseaudio pulseaudio-utils
+  x11-utils x11-xserver-utils pulseaudio pulseaudio-utils
   clang libclang-rt-14-dev
   libsoxr-dev libspeexdsp-dev libyuv-dev
   ffmpeg)

@@ -41,4 +41,16 @@ struct ICursor {
   virtual HRESULT Render(uint64_t handle, int32_t width, int32_t height, uint32_t* pixels) = 0;
 };
 
+// How Render lays a colour pointer's pixel `s` (premultiplied BGRA) over `d`: byte by byte, rounded, as
+// the systems blend a pointer with alpha.
+inline uint32_t PremultipliedOver(uint32_t s, uint32_t d) {
+  const uint32_t keep = 255 - (s >> 24);
+  uint32_t out = 0;
+  for (int shift = 0; shift < 32; shift += 8) {
+    const uint32_t v = ((s >> shift) & 0xFF) + (((d >> shift) & 0xFF) * keep + 127) / 255;
+    out |= (v < 255 ? v : 255) << shift;
+  }
+  return out;
+}
+
 }  // namespace cvplat

@@ -60,15 +60,21 @@ HRESULT GrabThroughMemory(IScreenGrabber& grabber, IGpuDevice* device, const TRe
   const int32_t pitch = static_cast<int32_t>(width * 4);
   const HRESULT hr = grabber.GrabToMemory(rect, scratch.data(), pitch);
   if (FAILED(hr)) return hr;
+  return MakeShotTexture(device, scratch.data(), static_cast<UINT>(width), static_cast<UINT>(height), pitch, texture);
+}
 
+HRESULT MakeShotTexture(IGpuDevice* device, const uint8_t* pixels, UINT width, UINT height, int32_t pitch,
+                        IGpuTexture2D** texture) {
+  if (texture) *texture = nullptr;
+  if (!device || !pixels || !texture || width == 0 || height == 0) return E_INVALIDARG;
   GpuTexture2DDesc desc;
-  desc.width = static_cast<UINT>(width);
-  desc.height = static_cast<UINT>(height);
+  desc.width = width;
+  desc.height = height;
   desc.format = GpuFormat::B8G8R8A8Unorm;
   desc.usage = GpuUsage::Default;
   desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
   desc.miscFlags = kGpuMiscGdiCompatible;
-  const GpuSubresourceData data{scratch.data(), static_cast<UINT>(pitch), 0};
+  const GpuSubresourceData data{pixels, static_cast<UINT>(pitch), 0};
   const HRESULT made = device->CreateTexture2D(&desc, &data, texture);
   if (FAILED(made) && *texture) {
     (*texture)->Release();

@@ -23,5 +23,8 @@ void PaintOffMonitorsBlack(const TRect& rect, const std::vector<MonitorInfo>& mo
 // refuses is the result.
 HRESULT GrabThroughMemory(IScreenGrabber& grabber, IGpuDevice* device, const TRect& rect,
                           std::vector<uint8_t>& scratch, IGpuTexture2D** texture);
+// The shot texture of that description with `pixels` (BGRA rows `pitch` bytes apart) as its picture.
+HRESULT MakeShotTexture(IGpuDevice* device, const uint8_t* pixels, UINT width, UINT height, int32_t pitch,
+                        IGpuTexture2D** texture);
 
 }  // namespace cvplat

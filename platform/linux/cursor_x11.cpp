@@ -21,16 +21,6 @@ namespace cvplat {
 
 namespace {
 
-// A premultiplied pixel over another, byte by byte, with rounding.
-uint32_t Over(uint32_t s, uint32_t d) {
-  const uint32_t keep = 255 - (s >> 24);
-  uint32_t out = 0;
-  for (int shift = 0; shift < 32; shift += 8) {
-    const uint32_t v = ((s >> shift) & 0xFF) + (((d >> shift) & 0xFF) * keep + 127) / 255;
-    out |= std::min<uint32_t>(v, 255) << shift;
-  }
-  return out;
-}
 
 class X11Cursor : public ICursor {
  public:
@@ -77,7 +67,8 @@ class X11Cursor : public ICursor {
       // Xlib hands the 32-bit pixels out in longs.
       const unsigned long* from = image_->pixels + size_t(y) * image_->width;
       uint32_t* to = pixels + size_t(y) * size_t(width);
-      for (int32_t x = 0; x < w; ++x) to[x] = Over(static_cast<uint32_t>(from[x] & 0xFFFFFFFFul), to[x]);
+      for (int32_t x = 0; x < w; ++x)
+        to[x] = PremultipliedOver(static_cast<uint32_t>(from[x] & 0xFFFFFFFFul), to[x]);
     }
     return S_OK;
   }

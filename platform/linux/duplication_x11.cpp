@@ -140,15 +140,11 @@ class X11Duplication : public IDuplication {
     if (hr == S_FALSE) hr = GrabRootWindow(display_, r, scratch_.data(), pitch);
     TakeConnectionError(display_);
     if (FAILED(hr)) return hr;
-    GpuTexture2DDesc desc;
-    desc.width = static_cast<UINT>(width);
-    desc.height = static_cast<UINT>(height);
-    desc.format = GpuFormat::B8G8R8A8Unorm;
-    desc.usage = GpuUsage::Default;
-    desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
-    const GpuSubresourceData data{scratch_.data(), static_cast<UINT>(pitch), 0};
     TRefPtr<IGpuTexture2D> texture;
-    if (HRESULT made = device_->CreateTexture2D(&desc, &data, texture.Receive()); FAILED(made)) return made;
+    if (HRESULT made = MakeShotTexture(device_.Get(), scratch_.data(), static_cast<UINT>(width),
+                                       static_cast<UINT>(height), pitch, texture.Receive());
+        FAILED(made))
+      return made;
     last_ = std::move(texture);
     return S_OK;
   }

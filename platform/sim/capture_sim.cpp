@@ -88,16 +88,6 @@ bool Interior(int32_t x, int32_t y, Test test) {
   return true;
 }
 
-// `s` premultiplied over `d`, byte by byte, as the system blends a pointer with alpha.
-uint32_t BlendOver(uint32_t s, uint32_t d) {
-  const uint32_t keep = 255 - (s >> 24);
-  uint32_t out = 0;
-  for (int shift = 0; shift < 32; shift += 8) {
-    const uint32_t v = ((s >> shift) & 0xFF) + (((d >> shift) & 0xFF) * keep + 127) / 255;
-    out |= std::min<uint32_t>(v, 255) << shift;
-  }
-  return out;
-}
 
 // A monochrome pointer's pixel over `d`: its AND plane, then its XOR plane.
 uint32_t MonochromeOver(uint32_t code, uint32_t d) {
@@ -763,7 +753,7 @@ HRESULT SimDesktop::Render(uint64_t handle, int32_t width, int32_t height, uint3
     for (int32_t x = 0; x < w; ++x) {
       uint32_t& d = pixels[size_t(y) * size_t(width) + size_t(x)];
       const uint32_t p = s.pixels[size_t(y) * size_t(s.width) + size_t(x)];
-      d = s.colour ? BlendOver(p, d) : MonochromeOver(p, d);
+      d = s.colour ? PremultipliedOver(p, d) : MonochromeOver(p, d);
     }
   return S_OK;
 }

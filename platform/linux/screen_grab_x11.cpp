@@ -190,7 +190,8 @@ HRESULT SharedRootShot::Grab(Display* display, const TRect& rect, uint8_t* pixel
     // gets a new one.
     if (needed > bytes_) {
       const int screen = DefaultScreen(display);
-      const size_t rowBytes = (static_cast<size_t>(DisplayWidth(display, screen)) * image->bits_per_pixel + 31) / 32 * 4;
+      const size_t rootWidth = static_cast<size_t>(DisplayWidth(display, screen));
+      const size_t rowBytes = (rootWidth * static_cast<size_t>(image->bits_per_pixel) + 31) / 32 * 4;
       const size_t whole = rowBytes * static_cast<size_t>(DisplayHeight(display, screen));
       if (!Attach(display, std::max(needed, whole))) {
         unusable_ = true;

@@ -88,7 +88,8 @@ class RenderTone : public TestTone {
     if (FAILED(render_->GetBuffer(frames, &data))) return;
     const bool isFloat = IsFloat(*format_);
     for (UINT32 i = 0; i < frames; ++i, ++written_) {
-      const double v = 0.5 * std::sin(2 * std::numbers::pi * hz_ * static_cast<double>(written_) / format_->nSamplesPerSec);
+      const double t = static_cast<double>(written_) / format_->nSamplesPerSec;
+      const double v = 0.5 * std::sin(2 * std::numbers::pi * hz_ * t);
       for (WORD c = 0; c < format_->nChannels; ++c) {
         const size_t at = static_cast<size_t>(i) * format_->nChannels + c;
         if (isFloat)

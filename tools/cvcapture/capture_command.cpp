@@ -108,7 +108,8 @@ void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, do
   std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
   PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
   if (outputs.HasVideo())
-    PrintLine("video: " + (outputs.Streaming() ? std::string("standard output") : ToUtf8(outputs.File("video.y4m").wstring())) +
+    PrintLine("video: " +
+              (outputs.Streaming() ? std::string("standard output") : ToUtf8(outputs.File("video.y4m").wstring())) +
               "  " + std::to_string(outputs.VideoFrames()) + " frames  " + outputs.VideoHeader());
   else
     PrintLine("video: none");
@@ -122,10 +123,12 @@ void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, do
               std::to_string(outputs.AudioFormat().sampleRate) + " Hz  peak " + peak);
     // What each frame carried: its share of the rate, and frames left silent by a late or stalled source.
     char perFrame[160];
-    std::snprintf(perFrame, sizeof perFrame, "audio per frame: %.1f samples (%d..%d) on %lld frames, %lld without sound",
+    std::snprintf(perFrame, sizeof perFrame,
+                  "audio per frame: %.1f samples (%d..%d) on %lld frames, %lld without sound",
                   static_cast<double>(outputs.AudioSamples()) / static_cast<double>(outputs.FramesWithSound()),
                   outputs.FewestSamplesPerFrame(), outputs.MostSamplesPerFrame(),
-                  static_cast<long long>(outputs.FramesWithSound()), static_cast<long long>(outputs.FramesWithoutSound()));
+                  static_cast<long long>(outputs.FramesWithSound()),
+                  static_cast<long long>(outputs.FramesWithoutSound()));
     PrintLine(perFrame);
   } else {
     PrintLine(outputs.Streaming() ? "audio: not written (the video is on standard output)" : "audio: none");
@@ -149,7 +152,8 @@ int RunCapture(IUnknown* object, const TCommand& c) {
       return ReportFailure("setting " + ToUtf8(name) + " to " + ToUtf8(value), hr);
   }
   if (!c.audio.empty()) {
-    if (HRESULT hr = ChooseSound(object, props.Get(), c.audio); FAILED(hr)) return ReportFailure("choosing the sound", hr);
+    if (HRESULT hr = ChooseSound(object, props.Get(), c.audio); FAILED(hr))
+      return ReportFailure("choosing the sound", hr);
   }
   const std::filesystem::path folder(c.toStdout ? L"." : c.outDir);
   if (c.toStdout) {

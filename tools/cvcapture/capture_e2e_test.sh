@@ -73,17 +73,13 @@ case "$*" in
     rm -f stream.log ;;
 esac
 
-# With a sound server (the test command starts one with a null sink) a tone played into the output comes
-# into the frames: through the loopback natively, through the server's monitor under Wine, which has no
-# loopback.
-if [ -n "${CV_TEST_SOUND_SINK:-}" ] && command -v paplay >/dev/null; then
-  endpoint=default
-  case "$*" in *.exe*) endpoint="Monitor of Test Output" ;; esac
-  ffmpeg -v error -y -f lavfi -i "sine=frequency=1000:sample_rate=48000:duration=20" -ac 2 tone.wav \
-    || fail "no tone file"
+# One capture while the server's player plays the tone; 1 when the sound has a gap, fail on anything else.
+tone_capture() {
+  rm -rf "$out"
   paplay --device="$CV_TEST_SOUND_SINK" --latency-msec=20 tone.wav &
-  player=$!
-  summary=$(tool "$@" capture --seconds 4 --audio "$endpoint" --out "$out") || { kill $player; fail "capture with sound failed: $summary"; }
+  local player=$!
+  summary=$(tool "$@" capture --seconds 4 --audio "$endpoint" --out "$out") \
+    || { kill $player; fail "capture with sound failed: $summary"; }
   kill $player 2>/dev/null || true
   wait $player 2>/dev/null || true
   echo "$summary"
@@ -100,12 +96,28 @@ if [ -n "${CV_TEST_SOUND_SINK:-}" ] && command -v paplay >/dev/null; then
   arrived=$(awk '$1 == "silence_start" && $2 == 0 { lead = 1 } $1 == "silence_end" && lead { print $2; exit }
                  END { if (!lead) print 0 }' <<<"$silences")
   gap=$(awk -v from="$arrived" '$1 == "silence_start" && $2 > from + 0.5 { print $2; exit }' <<<"$silences")
-  [ -z "$gap" ] || fail "the sound has a gap at $gap s (the tone arrived at $arrived s)"
+  if [ -n "$gap" ]; then
+    echo "capture_e2e: the sound has a gap at $gap s (the tone arrived at $arrived s)"
+    return 1
+  fi
   crossings=$(ffmpeg -hide_banner -nostats -ss "$(awk -v a="$arrived" 'BEGIN { print a + 0.5 }')" -i "$out/audio.wav" \
     -af "pan=mono|c0=c0,astats=measure_overall=none" -f null - 2>&1 | sed -n 's/.*Zero crossings rate: \([0-9.]*\).*/\1/p')
   pitch=$(awk -v r="$crossings" 'BEGIN { printf "%.2f", r * 48000 / 2 }')
   echo "capture_e2e: the tone arrived at $arrived s and came through at $pitch Hz"
   awk -v p="$pitch" 'BEGIN { exit !(p > 999 && p < 1001) }' || fail "the tone came through at $pitch Hz, not 1000"
+}
+
+# With a sound server (the test command starts one with a null sink) a tone played into the output comes
+# into the frames: through the loopback natively, through the server's monitor under Wine, which has no
+# loopback.
+if [ -n "${CV_TEST_SOUND_SINK:-}" ] && command -v paplay >/dev/null; then
+  endpoint=default
+  case "$*" in *.exe*) endpoint="Monitor of Test Output" ;; esac
+  ffmpeg -v error -y -f lavfi -i "sine=frequency=1000:sample_rate=48000:duration=20" -ac 2 tone.wav \
+    || fail "no tone file"
+  # A frame whose sound comes later than the half share the join keeps in hand goes out silent, by rule;
+  # a busy machine makes that happen now and then. A second capture must then be whole.
+  tone_capture "$@" || tone_capture "$@" || fail "the sound has a gap in two captures"
   rm -rf "$out" tone.wav
 fi
 echo "capture_e2e: ok"

@@ -29,7 +29,8 @@ uint64_t Y4mPlaneBytes(int32_t width, int32_t height, TChroma chroma) {
 
 TY4mWriter::~TY4mWriter() { Close(); }
 
-bool TY4mWriter::Open(const std::filesystem::path& path, int32_t width, int32_t height, TRational rate, TChroma chroma) {
+bool TY4mWriter::Open(const std::filesystem::path& path, int32_t width, int32_t height, TRational rate,
+                      TChroma chroma) {
   Close();
   std::FILE* file = OpenFile(path, "wb");
   if (!file) return false;

@@ -63,6 +63,22 @@ HRESULT GrabThroughMemory(IScreenGrabber& grabber, IGpuDevice* device, const TRe
   return MakeShotTexture(device, scratch.data(), static_cast<UINT>(width), static_cast<UINT>(height), pitch, texture);
 }
 
+HRESULT OutputOfList(const std::vector<MonitorInfo>& outputs, uint32_t index, OutputInfo* info) {
+  if (!info) return E_INVALIDARG;
+  if (index >= outputs.size()) return kDuplicationNotFound;
+  info->monitor = outputs[index].handle;
+  info->desktopCoordinates = outputs[index].rect;
+  return S_OK;
+}
+
+bool OutputStillThere(const std::vector<MonitorInfo>& outputs, const MonitorInfo& output) {
+  const TRect& r = output.rect;
+  return std::any_of(outputs.begin(), outputs.end(), [&](const MonitorInfo& m) {
+    return m.handle == output.handle && m.rect.left == r.left && m.rect.top == r.top && m.rect.right == r.right &&
+           m.rect.bottom == r.bottom;
+  });
+}
+
 HRESULT MakeShotTexture(IGpuDevice* device, const uint8_t* pixels, UINT width, UINT height, int32_t pitch,
                         IGpuTexture2D** texture) {
   if (texture) *texture = nullptr;

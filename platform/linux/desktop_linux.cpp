@@ -78,8 +78,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
     std::lock_guard<std::mutex> hold(lock_);
     if (!Open()) return E_FAIL;
     const std::vector<MonitorInfo> monitors = Monitors();
-    HRESULT hr = shared_.Grab(display_, rect, pixels, pitch);
-    if (hr == S_FALSE) hr = GrabRootWindow(display_, rect, pixels, pitch);
+    const HRESULT hr = shared_.Grab(display_, rect, pixels, pitch);
     if (hr == S_OK) PaintOffMonitorsBlack(rect, monitors, pixels, pitch);
     return hr;
   }
@@ -289,16 +288,13 @@ CapturePlatform NativeCapturePlatform() {
 #if CV_DESKTOP_X11
   // Shots through memory shared with the server where it can, plain GetImage where it can't.
   platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new X11Grabber(desktop)); };
-#else
-  platform.makeGrabber = MakeUnavailableGrabber;
-#endif
-#if CV_DESKTOP_X11
   platform.duplication = X11DuplicationSource([desktop] { return desktop->List(); });
 #else
+  platform.makeGrabber = MakeUnavailableGrabber;
   platform.duplication = std::make_shared<UnavailableDesktop>();
 #endif
   platform.gpu = CreateGpuDevice;
-  // The sound server is asked only when a sound device is opened.
+  // The sound server is asked when a device lists the endpoints it offers and when one is opened.
   platform.audio = NativeAudioEndpoints();
 #if CV_INPUT_X11
   // Each on a connection of its own: the keys' connection gathers events between polls, and neither

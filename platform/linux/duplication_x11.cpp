@@ -25,10 +25,6 @@ constexpr int kPointerLookMs = 4;
 
 using Clock = std::chrono::steady_clock;
 
-bool SameRect(const TRect& a, const TRect& b) {
-  return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-}
-
 int64_t Stamp() {  // 100 ns since the clock's epoch; never 0
   return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count() / 100 + 1;
 }
@@ -58,7 +54,8 @@ class X11Duplication : public IDuplication {
     if (info) *info = {};
     if (image) *image = nullptr;
     if (!info || !image) return E_INVALIDARG;
-    if (lost_ || (lost_ = ConnectionLost(display_) || Lost())) return kDuplicationAccessLost;
+    if (lost_ || (lost_ = ConnectionLost(display_) || !OutputStillThere(monitors_(), output_)))
+      return kDuplicationAccessLost;
     if (held_) return kInvalidCall;
 
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -94,13 +91,6 @@ class X11Duplication : public IDuplication {
   }
 
  private:
-  // A root of another size, or the output moved or gone.
-  bool Lost() {
-    const std::vector<MonitorInfo> monitors = monitors_();
-    return std::none_of(monitors.begin(), monitors.end(), [this](const MonitorInfo& m) {
-      return m.handle == output_.handle && SameRect(m.rect, output_.rect);
-    });
-  }
 
   // Drains the connection's events: true when something was drawn. A root that changed size marks the
   // duplication lost.
@@ -136,8 +126,7 @@ class X11Duplication : public IDuplication {
     const int32_t width = r.right - r.left, height = r.bottom - r.top;
     const int32_t pitch = width * 4;
     scratch_.resize(static_cast<size_t>(pitch) * static_cast<size_t>(height));
-    HRESULT hr = shared_.Grab(display_, r, scratch_.data(), pitch);
-    if (hr == S_FALSE) hr = GrabRootWindow(display_, r, scratch_.data(), pitch);
+    const HRESULT hr = shared_.Grab(display_, r, scratch_.data(), pitch);
     TakeConnectionError(display_);
     if (FAILED(hr)) return hr;
     TRefPtr<IGpuTexture2D> texture;
@@ -171,14 +160,7 @@ class X11Outputs : public IGpuOutputs {
   X11Outputs(IGpuDevice* device, std::function<std::vector<MonitorInfo>()> monitors)
       : device_(device), monitors_(std::move(monitors)) {}
 
-  HRESULT Output(uint32_t index, OutputInfo* info) override {
-    if (!info) return E_INVALIDARG;
-    const std::vector<MonitorInfo> outputs = monitors_();
-    if (index >= outputs.size()) return kDuplicationNotFound;
-    info->monitor = outputs[index].handle;
-    info->desktopCoordinates = outputs[index].rect;
-    return S_OK;
-  }
+  HRESULT Output(uint32_t index, OutputInfo* info) override { return OutputOfList(monitors_(), index, info); }
 
   HRESULT Duplicate(uint32_t index, std::unique_ptr<IDuplication>* duplication) override {
     if (!duplication) return E_INVALIDARG;

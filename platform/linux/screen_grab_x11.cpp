@@ -173,6 +173,11 @@ void SharedRootShot::Release(Display* display) {
 }
 
 HRESULT SharedRootShot::Grab(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
+  const HRESULT hr = GrabShared(display, rect, pixels, pitch);
+  return hr == S_FALSE ? GrabRootWindow(display, rect, pixels, pitch) : hr;
+}
+
+HRESULT SharedRootShot::GrabShared(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
   if (!display || unusable_) return S_FALSE;
   Visual* visual = DefaultVisual(display, DefaultScreen(display));
   const unsigned depth = static_cast<unsigned>(DefaultDepth(display, DefaultScreen(display)));

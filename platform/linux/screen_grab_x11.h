@@ -31,15 +31,16 @@ class SharedRootShot {
   SharedRootShot& operator=(const SharedRootShot&) = delete;
   ~SharedRootShot();
 
-  // As GrabRootWindow. S_FALSE, with nothing written, when the server can't share memory with this
-  // client (a remote display, no extension, a refused attach): from then on it always says so, and the
-  // caller shoots plainly.
+  // As GrabRootWindow, whose plain shot it falls back to where the server can't share memory with this
+  // client (a remote display, no extension, a refused attach); from then on it shoots plainly.
   HRESULT Grab(_XDisplay* display, const TRect& rect, uint8_t* pixels, int32_t pitch);
   // Lets the server go of the segment; before the connection closes.
   void Release(_XDisplay* display);
   bool Attached() const { return address_ != nullptr; }
 
  private:
+  // The shot through the segment; S_FALSE, with nothing written, where there is none to be had.
+  HRESULT GrabShared(_XDisplay* display, const TRect& rect, uint8_t* pixels, int32_t pitch);
   bool Attach(_XDisplay* display, size_t bytes);
 
   unsigned long segment_ = 0;  // the server's id of the segment

@@ -9,6 +9,7 @@
 #include "platform/auto_obj.h"
 #include "platform/cpu_gpu/cpu_gpu.h"
 #include "platform/module_resources.h"
+#include "platform/screen_grab.h"
 
 namespace cvplat {
 
@@ -41,9 +42,6 @@ struct SimWindow {
 };
 
 bool Inside(const TRect& r, int32_t x, int32_t y) { return x >= r.left && x < r.right && y >= r.top && y < r.bottom; }
-bool SameRect(const TRect& a, const TRect& b) {
-  return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-}
 bool EmptyRect(const TRect& r) { return r.left >= r.right || r.top >= r.bottom; }
 
 // ---- pointer shapes ----
@@ -319,9 +317,7 @@ class SimDuplication : public IDuplication {
     // after a change of display mode.
     if (!lost_) {
       const std::vector<MonitorInfo> outputs = s.AdapterOutputs();
-      lost_ = std::none_of(outputs.begin(), outputs.end(), [this](const MonitorInfo& m) {
-        return m.handle == output_.handle && SameRect(m.rect, output_.rect);
-      });
+      lost_ = !OutputStillThere(outputs, output_);
     }
     if (lost_) return kDuplicationAccessLost;
     if (held_) return kInvalidCall;
@@ -375,13 +371,8 @@ class SimOutputs : public IGpuOutputs {
   SimOutputs(std::shared_ptr<State> state, IGpuDevice* device) : state_(std::move(state)), device_(device) {}
 
   HRESULT Output(uint32_t index, OutputInfo* info) override {
-    if (!info) return E_INVALIDARG;
     std::lock_guard<std::mutex> hold(state_->lock);
-    const std::vector<MonitorInfo> outputs = state_->AdapterOutputs();
-    if (index >= outputs.size()) return kDuplicationNotFound;
-    info->monitor = outputs[index].handle;
-    info->desktopCoordinates = outputs[index].rect;
-    return S_OK;
+    return OutputOfList(state_->AdapterOutputs(), index, info);
   }
 
   HRESULT Duplicate(uint32_t index, std::unique_ptr<IDuplication>* duplication) override {

@@ -201,7 +201,7 @@ CapturePlatform NativeCapturePlatform() {
   platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new GdiGrabber(desktop)); };
   platform.duplication = std::make_shared<UnavailableDesktop>();
   platform.gpu = CreateGpuDevice;
-  // The audio layer is asked only when a sound device is opened.
+  // The audio layer is asked when a device lists the endpoints it offers and when one is opened.
   platform.audio = NativeAudioEndpoints();
   return platform;
 }

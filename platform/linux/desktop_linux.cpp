@@ -1,5 +1,5 @@
-// The desktop of the X display: monitors through RandR 1.5 where the server has it, else the root
-// window as one monitor; the active window and its frame from the window manager's properties; the
+// The desktop of the X display: monitors through RandR (its monitor list, else its CRTCs, else the
+// root window as one monitor); the active window and its frame from the window manager's properties; the
 // pointer from the server; shots of the root window. Without the X client library at build time there
 // is no desktop to ask.
 #include "platform/desktop.h"
@@ -13,8 +13,8 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/dynamic_library.h"
 #include "platform/linux/duplication_x11.h"
+#include "platform/linux/randr_monitors.h"
 #include "platform/linux/screen_grab_x11.h"
 #include "platform/linux/x11_error_trap.h"
 #include "platform/screen_grab.h"
@@ -35,26 +35,6 @@ class LinuxSystem : public ISystemVersion {
 };
 
 #if CV_DESKTOP_X11
-
-// The monitor record and entries of libXrandr 1.5. The library is loaded when the display is opened,
-// so the module neither needs its headers to build nor the library to load.
-struct RandrMonitor {
-  Atom name;
-  Bool primary;
-  Bool automatic;
-  int outputCount;
-  int x;
-  int y;
-  int width;
-  int height;
-  int widthMm;
-  int heightMm;
-  unsigned long* outputs;
-};
-using RandrQueryExtension = Bool (*)(Display*, int*, int*);
-using RandrQueryVersion = Status (*)(Display*, int*, int*);
-using RandrGetMonitors = RandrMonitor* (*)(Display*, Window, Bool, int*);
-using RandrFreeMonitors = void (*)(RandrMonitor*);
 
 class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosition {
  public:
@@ -127,23 +107,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   // List's answer; the caller holds the lock.
   std::vector<MonitorInfo> Monitors() {
     if (!Open()) return {};
-    const Window root = DefaultRootWindow(display_);
-    std::vector<MonitorInfo> list;
-    if (getMonitors_) {
-      int count = 0;
-      if (RandrMonitor* monitors = getMonitors_(display_, root, True, &count)) {
-        for (int i = 0; i < count; ++i) {
-          const RandrMonitor& m = monitors[i];
-          list.push_back({m.name, {m.x, m.y, m.x + m.width, m.y + m.height}});
-        }
-        freeMonitors_(monitors);
-      }
-      if (!list.empty()) return list;
-    }
-    XWindowAttributes attributes;
-    if (XGetWindowAttributes(display_, root, &attributes))
-      list.push_back({root, {0, 0, attributes.width, attributes.height}});
-    return list;
+    return randr_.List(display_);
   }
 
   // The connection, opened on first use. A display that can't be opened is asked again after a while,
@@ -171,23 +135,8 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
     netActiveWindow_ = atoms[0];
     netFrameExtents_ = atoms[1];
     gtkFrameExtents_ = atoms[2];
-    LoadRandr();
+    randr_.Load(display_);
     return true;
-  }
-
-  void LoadRandr() {
-    if (randr_.Open("libXrandr.so.2") != S_OK) return;
-    const auto queryExtension = reinterpret_cast<RandrQueryExtension>(randr_.Symbol("XRRQueryExtension"));
-    const auto queryVersion = reinterpret_cast<RandrQueryVersion>(randr_.Symbol("XRRQueryVersion"));
-    const auto getMonitors = reinterpret_cast<RandrGetMonitors>(randr_.Symbol("XRRGetMonitors"));
-    const auto freeMonitors = reinterpret_cast<RandrFreeMonitors>(randr_.Symbol("XRRFreeMonitors"));
-    int eventBase = 0, errorBase = 0, major = 0, minor = 0;
-    if (!queryExtension || !queryVersion || !getMonitors || !freeMonitors ||
-        !queryExtension(display_, &eventBase, &errorBase) || !queryVersion(display_, &major, &minor) ||
-        major < 1 || (major == 1 && minor < 5))
-      return;
-    getMonitors_ = getMonitors;
-    freeMonitors_ = freeMonitors;
   }
 
   static int32_t Signed(unsigned long v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
@@ -241,9 +190,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   Atom netActiveWindow_ = None;
   Atom netFrameExtents_ = None;
   Atom gtkFrameExtents_ = None;
-  DynamicLibrary randr_;
-  RandrGetMonitors getMonitors_ = nullptr;
-  RandrFreeMonitors freeMonitors_ = nullptr;
+  RandrMonitors randr_;
 };
 
 // One shot thread's grabber: the pixels come over the desktop's connection; the grabber keeps only the

@@ -319,7 +319,7 @@ struct IGpuDevice : IUnknown {
 };
 
 // Makes a device on the default adapter, with the highest feature level it reaches. Each out argument
-// may be null. Direct3D 11 will stand here on Windows; the CPU twin does now on every platform.
+// may be null. Direct3D 11 stands here on Windows (platform/win32/gpu_d3d11.h), the CPU twin elsewhere.
 HRESULT CreateGpuDevice(IGpuDevice** device, UINT* featureLevel, IGpuContext** context);
 
 // How the logic gets a device: the native CreateGpuDevice, or a test's scripted one.

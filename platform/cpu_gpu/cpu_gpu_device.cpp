@@ -131,8 +131,4 @@ HRESULT CreateCpuGpuDevice(const CpuGpuOptions& options, IGpuDevice** device, UI
   return S_OK;
 }
 
-HRESULT CreateGpuDevice(IGpuDevice** device, UINT* featureLevel, IGpuContext** context) {
-  return CreateCpuGpuDevice(CpuGpuOptions{}, device, featureLevel, context);
-}
-
 }  // namespace cvplat

@@ -7,9 +7,11 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "platform/auto_obj.h"
+#include "platform/cpu_gpu/cpu_gpu.h"
 #include "platform/gpu.h"
 
 namespace cvplat::gputest {
@@ -193,5 +195,32 @@ class GpuRig {
   TRefPtr<IGpuSamplerState> point;
   TRefPtr<IGpuSamplerState> linear;
 };
+
+// The devices that tests of device behaviour run on, all held to the same expected pixels: the CPU twin,
+// and where the native device is another one (Direct3D 11 on Windows) that one too.
+struct NamedDevice {
+  const char* name;
+  GpuDeviceFactory factory;
+};
+inline HRESULT CpuTwin(IGpuDevice** device, UINT* level, IGpuContext** context) {
+  return CreateCpuGpuDevice({}, device, level, context);
+}
+inline std::vector<NamedDevice> TestDevices() {
+#if defined(_WIN32)
+  return {{"CpuTwin", CpuTwin}, {"Native", CreateGpuDevice}};
+#else
+  return {{"CpuTwin", CpuTwin}};
+#endif
+}
+inline std::string DeviceName(const ::testing::TestParamInfo<NamedDevice>& info) { return info.param.name; }
+
+// A test with a rig on each of TestDevices(); instantiate with CV_ON_TEST_DEVICES(Fixture).
+class DeviceTest : public ::testing::TestWithParam<NamedDevice> {
+ protected:
+  GpuRig rig{GetParam().factory};
+};
+#define CV_ON_TEST_DEVICES(fixture) \
+  INSTANTIATE_TEST_SUITE_P(Devices, fixture, ::testing::ValuesIn(::cvplat::gputest::TestDevices()), \
+                           ::cvplat::gputest::DeviceName)
 
 }  // namespace cvplat::gputest

@@ -1,12 +1,21 @@
-// The programs of the final pass and the overlays, drawn through the seam on the CPU twin. Expected bytes
+// The programs of the final pass and the overlays, drawn through the seam on each test device. Expected bytes
 // come from the formulas by hand: a UNORM byte is round(255 x value), HDYC texels lie in memory as
 // Cb, Y0, Cr, Y1 (the blue, green, red, alpha bytes of a B8G8R8A8 texel).
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "platform/cpu_gpu/gpu_test_support.h"
 
 namespace cvplat::gputest {
 namespace {
+
+class HdycProgram : public DeviceTest {};
+class ArgbProgram : public DeviceTest {};
+class ColouredOverlayProgram : public DeviceTest {};
+CV_ON_TEST_DEVICES(HdycProgram);
+CV_ON_TEST_DEVICES(ArgbProgram);
+CV_ON_TEST_DEVICES(ColouredOverlayProgram);
 
 const float kWhole[4] = {0, 0, 1, 1};
 const float kDefaultBackground[4] = {0, 0, 0, 170 / 255.0f};  // 0xAA000000
@@ -21,9 +30,16 @@ Picture Pattern(UINT w, UINT h) {
 }
 
 // Studio-range BT.601 bytes: white Y 0.9215, black Y 0.0625, red Y 0.3195, Cb 0.352, Cr 0.939; chroma of
-// white and black 0.5 (127.5, even rounding gives 128).
-TEST(HdycProgram, PairsOfWhiteBlackAndRedGiveStudioRangeBytes) {
-  GpuRig rig;
+// white and black 0.5 (127.5, even rounding gives 128). That is a tie: the twin rounds it to even, while
+// Direct3D allows a device 0.6 of a step in its conversion to bytes, and the device's order of the
+// additions may land a bit below 0.5, so a device other than the twin may give 127 there.
+TEST_P(HdycProgram, PairsOfWhiteBlackAndRedGiveStudioRangeBytes) {
+  const bool twin = std::string(GetParam().name) == "CpuTwin";
+  const auto chromaTie = [&](const Bgra& got, const Bgra& want) {
+    const bool tie = want.b == 128 && want.r == 128;
+    return got == want || (!twin && tie && got.g == want.g && got.a == want.a && got.b >= 127 && got.b <= 128 &&
+                           got.r >= 127 && got.r <= 128);
+  };
   const struct {
     Bgra colour;
     Bgra texel;  // Cb, Y0, Cr, Y1
@@ -33,7 +49,7 @@ TEST(HdycProgram, PairsOfWhiteBlackAndRedGiveStudioRangeBytes) {
       const Picture out = rig.FinalPass(Picture::Filled(4, 2, c.colour), GpuProgramId::Hdyc, sampler,
                                         Constants(kDefaultBackground, kWhole, kWhole, 4, 2), 4, 2);
       ASSERT_EQ(out.width, 2u);
-      for (const Bgra& texel : out.pixels) EXPECT_EQ(texel, c.texel) << c.colour;
+      for (const Bgra& texel : out.pixels) EXPECT_TRUE(chromaTie(texel, c.texel)) << texel << " for " << c.colour;
     }
   }
 }
@@ -42,8 +58,7 @@ TEST(HdycProgram, PairsOfWhiteBlackAndRedGiveStudioRangeBytes) {
 // sampler gives to the right-hand pixel: texel 0 takes pixels 1 and 2, texel 1 pixels 3 and 4.
 // Black + red: m = (0.5, 0, 0), Cr = 0.7195 (183.47), Cb = 0.426 (108.63).
 // White + red: m = (1, 0.5, 0.5), Cr = 0.439 - 0.184 - 0.0355 + 0.5 = 0.7195, Cb = 0.426 too.
-TEST(HdycProgram, OddWidthFillsHalfAsManyTexelsRoundedDown) {
-  GpuRig rig;
+TEST_P(HdycProgram, OddWidthFillsHalfAsManyTexelsRoundedDown) {
   Picture picture = Picture::Filled(5, 1, kRed);
   picture.At(1, 0) = kBlack;
   picture.At(3, 0) = kWhite;
@@ -57,8 +72,7 @@ TEST(HdycProgram, OddWidthFillsHalfAsManyTexelsRoundedDown) {
 // `screen` ends at 0.4 of a red row of 8. Texel 1 samples at 0.375 (on the screen) and 0.5 (past its
 // right edge): its second pixel repeats the first, so it stays red rather than half black. Texels 2 and
 // 3 start off the screen: black.
-TEST(HdycProgram, SecondPixelPastTheScreensEdgeRepeatsTheFirst) {
-  GpuRig rig;
+TEST_P(HdycProgram, SecondPixelPastTheScreensEdgeRepeatsTheFirst) {
   const float screen[4] = {0, 0, 0.4f, 1};
   const Picture out = rig.FinalPass(Picture::Filled(8, 1, kRed), GpuProgramId::Hdyc, rig.point.Get(),
                                     Constants(kDefaultBackground, screen, screen, 8, 1), 8, 1);
@@ -69,8 +83,7 @@ TEST(HdycProgram, SecondPixelPastTheScreensEdgeRepeatsTheFirst) {
   EXPECT_EQ(out.At(3, 0), (Bgra{128, 16, 128, 16}));
 }
 
-TEST(ArgbProgram, PointSamplerCopiesAPictureOfTheFramesSize) {
-  GpuRig rig;
+TEST_P(ArgbProgram, PointSamplerCopiesAPictureOfTheFramesSize) {
   const Picture picture = Pattern(7, 5);
   const Picture out = rig.FinalPass(picture, GpuProgramId::Argb, rig.point.Get(),
                                     Constants(kDefaultBackground, kWhole, kWhole, 7, 5), 7, 5);
@@ -79,8 +92,7 @@ TEST(ArgbProgram, PointSamplerCopiesAPictureOfTheFramesSize) {
 
 // `screen` covers the left half below the first quarter: pixel centres at u = 0.5625 and beyond, and the
 // first row (v = 0.125), lie off it and are transparent black.
-TEST(ArgbProgram, CurrentBeyondScreenIsBlackWithAlphaZero) {
-  GpuRig rig;
+TEST_P(ArgbProgram, CurrentBeyondScreenIsBlackWithAlphaZero) {
   const Picture picture = Pattern(8, 4);
   const float screen[4] = {0, 0.25f, 0.5f, 1};
   const Picture out = rig.FinalPass(picture, GpuProgramId::Argb, rig.point.Get(),
@@ -91,8 +103,7 @@ TEST(ArgbProgram, CurrentBeyondScreenIsBlackWithAlphaZero) {
 }
 
 // `area` is the middle 2 x 2 of 4 x 4. The background's A is the part of the picture that remains.
-TEST(ArgbProgram, BackgroundTopByteKeepsThePictureOrPaintsTheColour) {
-  GpuRig rig;
+TEST_P(ArgbProgram, BackgroundTopByteKeepsThePictureOrPaintsTheColour) {
   const Picture picture = Pattern(4, 4);
   const float area[4] = {0.25f, 0.25f, 0.75f, 0.75f};
   const float opaque[4] = {10 / 255.0f, 20 / 255.0f, 30 / 255.0f, 1};
@@ -113,8 +124,7 @@ TEST(ArgbProgram, BackgroundTopByteKeepsThePictureOrPaintsTheColour) {
 
 // 4 x 2 to 2 x 1: output pixel j samples at texel coordinate (2j + 1, 1), the corner of four texels.
 // Point takes the texel right and below it; linear weighs all four by a quarter.
-TEST(ArgbProgram, LinearAveragesWherePointPicksAtHalfSize) {
-  GpuRig rig;
+TEST_P(ArgbProgram, LinearAveragesWherePointPicksAtHalfSize) {
   const uint8_t grey[2][4] = {{10, 30, 50, 90}, {20, 40, 60, 100}};
   Picture picture = Picture::Filled(4, 2, {});
   for (UINT y = 0; y < 2; ++y)
@@ -135,8 +145,7 @@ TEST(ArgbProgram, LinearAveragesWherePointPicksAtHalfSize) {
 // alpha.
 //   mask 1: r 1 x 0.8 = 0.8 (204), g 1 x 0.2 = 0.2 (51), b 0.4 x 0.8 = 0.32 (81.6), a min(0.8, 0.6) (153)
 //   mask 0: the target's colour unchanged, a min(0, 0.6) = 0
-TEST(ColouredOverlayProgram, TintsByTheMaskAndBlendsOverTheTarget) {
-  GpuRig rig;
+TEST_P(ColouredOverlayProgram, TintsByTheMaskAndBlendsOverTheTarget) {
   Picture mask = Picture::Filled(2, 1, {0, 0, 0, 255});
   mask.At(0, 0).r = 255;
   const TRefPtr<IGpuTexture2D> overlay = rig.Texture(mask);

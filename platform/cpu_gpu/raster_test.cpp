@@ -14,7 +14,7 @@ constexpr Bgra kOpaqueBlack{0, 0, 0, 255};
 
 // A white overlay with alpha 128 over opaque black: once gives 128 / 255 in colour and (by the Min of
 // alpha) 128 in alpha; twice would give 0.502 + 0.502 x 0.498 = 0.752 (192) in colour.
-class TopLeftRule : public ::testing::Test {
+class TopLeftRule : public DeviceTest {
  protected:
   Picture DrawHalfWhite(const float* vertices) {
     const TRefPtr<IGpuTexture2D> overlay = rig.Texture(Picture::Filled(1, 1, {255, 255, 255, 128}));
@@ -24,18 +24,18 @@ class TopLeftRule : public ::testing::Test {
                  rig.overlayBlend.Get());
     return rig.Read(target.Get());
   }
-  GpuRig rig;
 };
+CV_ON_TEST_DEVICES(TopLeftRule);
 
 // On a square target the shared diagonal runs through the centres of six pixels.
-TEST_F(TopLeftRule, TheTwoTrianglesOfTheQuadDrawEveryPixelOnce) {
+TEST_P(TopLeftRule, TheTwoTrianglesOfTheQuadDrawEveryPixelOnce) {
   const Picture out = DrawHalfWhite(&kQuad[0][0]);
   for (const Bgra& p : out.pixels) EXPECT_EQ(p, (Bgra{128, 128, 128, 128}));
 }
 
 // A quad whose edges run through pixel centres, from x = 2.5 to 4.5 and y = 1.5 to 3.5 on the target:
 // its left and top edges take the centres on them, its right and bottom edges don't.
-TEST_F(TopLeftRule, CentresOnLeftAndTopEdgesAreInsideOnRightAndBottomOutside) {
+TEST_P(TopLeftRule, CentresOnLeftAndTopEdgesAreInsideOnRightAndBottomOutside) {
   const std::vector<float> quad = QuadAt(2.5f / 3 - 1, 1 - 1.5f / 3, 4.5f / 3 - 1, 1 - 3.5f / 3);
   const Picture out = DrawHalfWhite(quad.data());
   for (UINT y = 0; y < 6; ++y)
@@ -45,8 +45,10 @@ TEST_F(TopLeftRule, CentresOnLeftAndTopEdgesAreInsideOnRightAndBottomOutside) {
     }
 }
 
-TEST(CopySubresourceRegion, CopiesABoxAndOnlyThePartThatExists) {
-  GpuRig rig;
+class CopySubresourceRegion : public DeviceTest {};
+CV_ON_TEST_DEVICES(CopySubresourceRegion);
+
+TEST_P(CopySubresourceRegion, CopiesABoxAndOnlyThePartThatExists) {
   Picture source = Picture::Filled(4, 3, {});
   for (UINT y = 0; y < 3; ++y)
     for (UINT x = 0; x < 4; ++x) source.At(x, y) = {uint8_t(x), uint8_t(y), uint8_t(10 * y + x), 255};
@@ -75,7 +77,7 @@ TEST(CopySubresourceRegion, CopiesABoxAndOnlyThePartThatExists) {
 
 // What the device itself would refuse, the twin refuses too, so the logic meets those failures here.
 TEST(CpuGpuDevice, RefusesWhatTheDeviceRefuses) {
-  GpuRig rig;
+  GpuRig rig(CpuTwin);
   const TRefPtr<IGpuTexture2D> plain = rig.Texture(Picture::Filled(2, 2, {}), 0);
   TRefPtr<IGpuRenderTargetView> rtv;
   TRefPtr<IGpuShaderResourceView> srv;

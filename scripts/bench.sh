@@ -14,6 +14,8 @@ for b in "${timing[@]}"; do ./build/linux/bench/"$b"; done
 for b in "${gbench[@]}"; do
   ./build/linux/bench/"$b" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 done
+# The engine capturing a real X desktop beside ffmpeg's x11grab, on X servers of its own.
+bash scripts/bench-x11.sh
 
 cmake --preset win64 >/dev/null
 cmake --build --preset win64 --target "${timing[@]}"

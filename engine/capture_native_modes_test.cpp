@@ -2,69 +2,24 @@
 // frames of a window painted by the test, and the search for the output of a screen among DXGI's.
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <cstdlib>
+#include <cwchar>
 #include <string>
 #include <vector>
 
 #include "engine/capture_test_support.h"
 #include "engine/desktop_duplication.h"
+#include "platform/painted_window_test_support.h"
 
 namespace {
 
+using cvplat::RunsUnderWine;
+using cvplat::TestPaintedWindow;
 using engine_test::CaptureSink;
 
-bool UnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
-
-// A window of four colours at a place of the primary monitor, the capture's area. Apart from the other
+// The painted window at a place of the primary monitor, the capture's area. Apart from the other
 // tests' windows, which hold the same lock anyway.
 constexpr int kLeft = 400, kTop = 300, kWidth = 200, kHeight = 160;
-constexpr COLORREF kColours[4] = {RGB(0xd0, 0x30, 0x20), RGB(0x20, 0xb0, 0x40), RGB(0x30, 0x40, 0xe0),
-                                  RGB(0xf0, 0xe0, 0x10)};
-
-LRESULT CALLBACK PaintQuarters(HWND window, UINT message, WPARAM w, LPARAM l) {
-  if (message == WM_ERASEBKGND) return 1;
-  if (message != WM_PAINT) return DefWindowProcW(window, message, w, l);
-  PAINTSTRUCT paint;
-  HDC dc = BeginPaint(window, &paint);
-  for (int i = 0; i < 4; ++i) {
-    const RECT part{i % 2 * kWidth / 2, i / 2 * kHeight / 2, (i % 2 + 1) * kWidth / 2, (i / 2 + 1) * kHeight / 2};
-    HBRUSH brush = CreateSolidBrush(kColours[i]);
-    FillRect(dc, &part, brush);
-    DeleteObject(brush);
-  }
-  EndPaint(window, &paint);
-  return 0;
-}
-
-class PaintedWindow {
- public:
-  PaintedWindow() {
-    WNDCLASSW type{};
-    type.lpfnWndProc = PaintQuarters;
-    type.hInstance = GetModuleHandleW(nullptr);
-    type.lpszClassName = L"CvModesTestWindow";
-    RegisterClassW(&type);
-    window_ = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, type.lpszClassName, L"CV modes test", WS_POPUP, kLeft,
-                              kTop, kWidth, kHeight, nullptr, nullptr, type.hInstance, nullptr);
-    if (!window_) return;
-    ShowWindow(window_, SW_SHOWNOACTIVATE);
-    UpdateWindow(window_);
-  }
-  ~PaintedWindow() {
-    if (window_) DestroyWindow(window_);
-    UnregisterClassW(L"CvModesTestWindow", GetModuleHandleW(nullptr));
-  }
-  explicit operator bool() const { return window_ != nullptr; }
-  static void Pump() {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-  }
-
- private:
-  HWND window_ = nullptr;
-};
 
 // The centre of each quarter in a 32-bit picture of the window, top row first: the window's colour,
 // opaque. The picture is taken 1:1, so no sample there mixes two colours.
@@ -75,7 +30,8 @@ bool ShowsTheWindow(const std::vector<uint8_t>& picture, std::string* seen) {
   for (int i = 0; i < 4; ++i) {
     const int x = i % 2 * kWidth / 2 + kWidth / 4, y = i / 2 * kHeight / 2 + kHeight / 4;
     const uint8_t* p = &picture[(size_t(y) * kWidth + x) * 4];
-    const int want[4] = {GetBValue(kColours[i]), GetGValue(kColours[i]), GetRValue(kColours[i]), 255};
+    const uint32_t colour = cvplat::kPaintedQuarters[i];
+    const int want[4] = {int(colour & 0xFF), int(colour >> 8 & 0xFF), int(colour >> 16 & 0xFF), 255};
     for (int c = 0; c < 4; ++c) all = all && std::abs(p[c] - want[c]) <= 1;
     *seen += std::to_string(p[0]) + "," + std::to_string(p[1]) + "," + std::to_string(p[2]) + "," +
              std::to_string(p[3]) + " ";
@@ -123,11 +79,11 @@ struct ModeCase {
 };
 
 TEST(NativeCaptureModes, ChainEndsInTheFirstModeThatWorksAndItsFramesShowTheDesktop) {
-  PaintedWindow window;
+  TestPaintedWindow window({kLeft, kTop, kLeft + kWidth, kTop + kHeight});
   if (!window) GTEST_SKIP() << "no window station to make a window on";
   // Wine makes Direct3D 11 devices but refuses to duplicate an output: "DXGI", and "auto" on a system
   // of 6.2 or later, come out in DirectX. A system that duplicates gives DXGI.
-  const int32_t duplicated = UnderWine() ? eCaptureDirectX : eCaptureDXGI;
+  const int32_t duplicated = RunsUnderWine() ? eCaptureDirectX : eCaptureDXGI;
   const bool recent = cvplat::NativeCapturePlatform().system->AtLeast(6, 2);
   const ModeCase cases[] = {
       {L"auto", false, false, recent ? duplicated : eCaptureGDI},
@@ -154,9 +110,9 @@ TEST(NativeCaptureModes, ChainEndsInTheFirstModeThatWorksAndItsFramesShowTheDesk
     std::string seen;
     bool shown = false;
     for (int i = 0; i < 300 && !shown; ++i) {
-      PaintedWindow::Pump();
+      TestPaintedWindow::Pump();
       shown = s.sink.FrameCount() > 0 && ShowsTheWindow(s.sink.LastPicture(), &seen);
-      if (!shown) Sleep(10);
+      if (!shown) cvplat::SleepMs(10);
     }
     EXPECT_TRUE(shown) << s.sink.FrameCount() << " frames; quarters (b,g,r,a) " << seen;
     const std::vector<engine_test::Delivery> frames = s.sink.Frames();
@@ -205,7 +161,7 @@ TEST(NativeDuplication, FindsEachScreensOutputAndSetsUpAsTheSystemAllows) {
   EXPECT_EQ(description.desktopCoordinates.right - description.desktopCoordinates.left,
             monitors[0].rect.right - monitors[0].rect.left);
   EXPECT_EQ(made, duplication != nullptr);
-  if (UnderWine()) {
+  if (RunsUnderWine()) {
     EXPECT_FALSE(made);
     EXPECT_EQ(outputs->Duplicate(first, &duplication), E_NOTIMPL);
   }

@@ -1,4 +1,5 @@
 #include <windows.h>
+#include <d3d11.h>
 #include <dwmapi.h>
 
 #include <algorithm>
@@ -8,9 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/auto_obj.h"
 #include "platform/desktop.h"
-#include "platform/desktop_unavailable.h"
 #include "platform/screen_grab.h"
+#include "platform/win32/duplication_dxgi.h"
+#include "platform/win32/gpu_d3d11.h"
 
 namespace cvplat {
 
@@ -24,6 +27,18 @@ bool ToWindow(uint64_t handle, HWND* window) {
 }
 
 TRect FromRect(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
+
+// All monitors' bounding rectangle: a copy from beyond it may come out all black, or not at all.
+TRect VirtualScreen() {
+  const int32_t left = GetSystemMetrics(SM_XVIRTUALSCREEN), top = GetSystemMetrics(SM_YVIRTUALSCREEN);
+  return {left, top, left + GetSystemMetrics(SM_CXVIRTUALSCREEN), top + GetSystemMetrics(SM_CYVIRTUALSCREEN)};
+}
+
+TRect Intersection(const TRect& a, const TRect& b) {
+  return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
+}
+
+bool Empty(const TRect& r) { return r.left >= r.right || r.top >= r.bottom; }
 
 class WindowsSystem : public ISystemVersion {
  public:
@@ -90,9 +105,10 @@ class WindowsDesktop : public IMonitors, public IDesktopWindows, public IPointer
   }
 };
 
-// Shots through GDI: the desktop window's device context copied into a bitmap of the shot's size, whose
-// bits come out as a top-down 32-bit DIB. The window, its device context, a memory device context and
-// the bitmap stay from shot to shot; a new size makes a new bitmap.
+// Shots through GDI. Into memory: the desktop window's device context copied into a bitmap of the shot's
+// size, whose bits come out as a top-down 32-bit DIB; the window, its device context, a memory device
+// context and the bitmap stay from shot to shot, and a new size makes a new bitmap. Into a texture: the
+// desktop copied into the device context of a new GDI-compatible texture.
 class GdiGrabber : public IScreenGrabber {
  public:
   explicit GdiGrabber(std::shared_ptr<WindowsDesktop> desktop) : desktop_(std::move(desktop)) {}
@@ -116,14 +132,10 @@ class GdiGrabber : public IScreenGrabber {
     if (!memoryDc_ && !(memoryDc_ = CreateCompatibleDC(windowDc_))) return E_FAIL;
     if (!bitmap_ && !(bitmap_ = CreateCompatibleBitmap(windowDc_, w, h))) return E_FAIL;
 
-    // Only what lies on the virtual screen is copied: a source beyond it may come out all black. The
-    // rest of the bitmap is painted over below.
-    const TRect screen{GetSystemMetrics(SM_XVIRTUALSCREEN), GetSystemMetrics(SM_YVIRTUALSCREEN),
-                       GetSystemMetrics(SM_XVIRTUALSCREEN) + GetSystemMetrics(SM_CXVIRTUALSCREEN),
-                       GetSystemMetrics(SM_YVIRTUALSCREEN) + GetSystemMetrics(SM_CYVIRTUALSCREEN)};
-    const TRect on{std::max(rect.left, screen.left), std::max(rect.top, screen.top),
-                   std::min(rect.right, screen.right), std::min(rect.bottom, screen.bottom)};
-    const bool visible = on.left < on.right && on.top < on.bottom;
+    // Only what lies on the virtual screen is copied. The rest of the bitmap is painted over below.
+    const TRect screen = VirtualScreen();
+    const TRect on = Intersection(rect, screen);
+    const bool visible = !Empty(on);
     if (visible) {
       // The bitmap is in the memory context only for the copy: its bits can't be read while selected.
       const HGDIOBJ previous = SelectObject(memoryDc_, bitmap_);
@@ -158,11 +170,40 @@ class GdiGrabber : public IScreenGrabber {
     return S_OK;
   }
 
+  // GDI draws the shot straight into the texture through the surface's own device context, with no copy
+  // through memory. The desktop's device context is taken anew for each shot.
   HRESULT GrabToTexture(IGpuDevice* device, const TRect& rect, IGpuTexture2D** texture) override {
-    return GrabThroughMemory(*this, device, rect, picture_, texture);
+    if (texture) *texture = nullptr;
+    const int64_t width = int64_t{rect.right} - rect.left;
+    const int64_t height = int64_t{rect.bottom} - rect.top;
+    if (!device || !texture || width <= 0 || height <= 0 || width > INT32_MAX / 4) return E_INVALIDARG;
+    // A device other than Direct3D's (the CPU twin, a test's wrapper) has no device contexts for its
+    // textures: its shot comes by way of memory.
+    TRefPtr<ID3D11Device> native;
+    if (FAILED(device->QueryInterface(__uuidof(ID3D11Device), reinterpret_cast<void**>(native.Receive()))) || !native)
+      return GrabThroughMemory(*this, device, rect, picture_, texture);
+    GpuTexture2DDesc desc;
+    desc.width = static_cast<UINT>(width);
+    desc.height = static_cast<UINT>(height);
+    desc.format = GpuFormat::B8G8R8A8Unorm;
+    desc.usage = GpuUsage::Default;
+    desc.bindFlags = kGpuBindShaderResource | kGpuBindRenderTarget;
+    desc.miscFlags = kGpuMiscGdiCompatible;
+    TRefPtr<IGpuTexture2D> made;
+    if (const HRESULT hr = device->CreateTexture2D(&desc, nullptr, made.Receive()); FAILED(hr)) return hr;
+    if (!made) return E_FAIL;
+    HDC surface = nullptr;
+    if (FAILED(GetGpuTextureDC(made.Get(), TRUE, &surface)) || !surface) return E_FAIL;
+    const HRESULT drawn = DrawDesktop(surface, rect);
+    ReleaseGpuTextureDC(made.Get());
+    if (FAILED(drawn)) return drawn;
+    *texture = made.Detach();
+    return S_OK;
   }
 
   void ReleaseCached() override {
+    if (opaque_) DeleteObject(opaque_);
+    opaque_ = nullptr;
     if (bitmap_) DeleteObject(bitmap_);
     if (memoryDc_) DeleteDC(memoryDc_);
     if (windowDc_) ReleaseDC(window_, windowDc_);
@@ -176,7 +217,73 @@ class GdiGrabber : public IScreenGrabber {
   }
 
  private:
+  // `rect` of the desktop into `target` at (0, 0), as the memory path gives it: black (opaque) where no
+  // monitor shows, and the fourth byte 0xFF everywhere.
+  HRESULT DrawDesktop(HDC target, const TRect& rect) {
+    const int w = rect.right - rect.left, h = rect.bottom - rect.top;
+    const TRect screen = VirtualScreen();
+    const TRect on = Intersection(rect, screen);
+    if (!Empty(on)) {
+      const HWND window = GetDesktopWindow();
+      const HDC desktop = window ? GetDC(window) : nullptr;
+      if (!desktop) return E_FAIL;
+      const BOOL copied = BitBlt(target, on.left - rect.left, on.top - rect.top, on.right - on.left,
+                                 on.bottom - on.top, desktop, on.left, on.top, SRCCOPY);
+      ReleaseDC(window, desktop);
+      if (!copied) return E_FAIL;
+    }
+
+    // What lies on no monitor, or off the virtual screen where the monitors aren't known. The discarded
+    // surface holds anything there.
+    std::vector<MonitorInfo> monitors = desktop_->List();
+    if (monitors.empty()) monitors.push_back({0, screen});
+    const HRGN dark = CreateRectRgn(0, 0, w, h);
+    const HRGN shown = CreateRectRgn(0, 0, 0, 0);
+    bool painted = dark && shown;
+    if (painted) {
+      int left = SIMPLEREGION;
+      for (const MonitorInfo& m : monitors) {
+        const TRect part = Intersection(Intersection(m.rect, screen), rect);
+        if (Empty(part)) continue;
+        SetRectRgn(shown, part.left - rect.left, part.top - rect.top, part.right - rect.left, part.bottom - rect.top);
+        left = CombineRgn(dark, dark, shown, RGN_DIFF);
+        if (left == NULLREGION || left == ERROR) break;
+      }
+      painted = left != ERROR &&
+                (left == NULLREGION || FillRgn(target, dark, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH))));
+    }
+    if (shown) DeleteObject(shown);
+    if (dark) DeleteObject(dark);
+    if (!painted) return E_FAIL;
+
+    // GDI writes colour only and leaves the fourth byte as it finds it (0 after a copy from the screen);
+    // a pattern of 0xFF000000 ORed over the surface sets it, as GDI's raster operations work on whole
+    // 32-bit pixels.
+    if (!opaque_) {
+      struct {
+        BITMAPINFOHEADER header;
+        uint32_t pixels[8 * 8];
+      } pattern{};
+      pattern.header.biSize = sizeof pattern.header;
+      pattern.header.biWidth = 8;
+      pattern.header.biHeight = 8;
+      pattern.header.biPlanes = 1;
+      pattern.header.biBitCount = 32;
+      pattern.header.biCompression = BI_RGB;
+      for (uint32_t& p : pattern.pixels) p = 0xFF000000u;
+      opaque_ = CreateDIBPatternBrushPt(&pattern, DIB_RGB_COLORS);
+      if (!opaque_) return E_FAIL;
+    }
+    constexpr DWORD kPatternOr = 0x00FA0089;  // destination OR pattern
+    const HGDIOBJ previous = SelectObject(target, opaque_);
+    if (!previous || previous == HGDI_ERROR) return E_FAIL;
+    const BOOL opaque = PatBlt(target, 0, 0, w, h, kPatternOr);
+    SelectObject(target, previous);
+    return opaque ? S_OK : E_FAIL;
+  }
+
   std::shared_ptr<WindowsDesktop> desktop_;
+  HBRUSH opaque_ = nullptr;
   HWND window_ = nullptr;
   HDC windowDc_ = nullptr;
   HDC memoryDc_ = nullptr;
@@ -196,10 +303,8 @@ CapturePlatform NativeCapturePlatform() {
   platform.monitors = desktop;
   platform.windows = desktop;
   platform.pointer = desktop;
-  // Shots into textures through the surfaces' own device contexts, and duplication through DXGI, come
-  // with the Direct3D backend; until then a shot texture is made from a shot in memory.
   platform.makeGrabber = [desktop] { return std::unique_ptr<IScreenGrabber>(new GdiGrabber(desktop)); };
-  platform.duplication = std::make_shared<UnavailableDesktop>();
+  platform.duplication = DxgiDuplicationSource();
   platform.gpu = CreateGpuDevice;
   // The audio layer is asked when a device lists the endpoints it offers and when one is opened.
   platform.audio = NativeAudioEndpoints();

@@ -21,6 +21,8 @@ struct D3d11GpuOptions {
 // there); each out argument may be null.
 HRESULT CreateD3d11GpuDevice(const D3d11GpuOptions& options, IGpuDevice** device, UINT* featureLevel,
                              IGpuContext** context);
+// Its devices answer QueryInterface for ID3D11Device with the native device, and its textures for
+// ID3D11Texture2D; other devices (the CPU twin, a test's wrapper) answer for neither.
 
 // The device context of a texture made GDI compatible (kGpuMiscGdiCompatible) on a Direct3D 11 device,
 // for GDI to draw into; `discard` says that the texture's picture needn't be kept. E_NOINTERFACE for a

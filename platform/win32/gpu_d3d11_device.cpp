@@ -34,6 +34,17 @@ class D3dDevice final : public AutoObjBase<D3dDevice, IGpuDevice> {
   D3dDevice(ID3D11Device* device, ID3D11DeviceContext* context, pD3DCompile compile)
       : native_(device), context_(new D3dContext(context)), compile_(compile) {}
 
+  // Also answers for the native device, so that code beside the device (the duplication of an output,
+  // made on this device) can reach it and its adapter.
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
+    if (object && IsEqualIID(riid, __uuidof(ID3D11Device))) {
+      native_->AddRef();
+      *object = native_.Get();
+      return S_OK;
+    }
+    return AutoObjBase::QueryInterface(riid, object);
+  }
+
   HRESULT CreateTexture2D(const GpuTexture2DDesc* desc, const GpuSubresourceData* initial,
                           IGpuTexture2D** texture) override {
     if (texture) *texture = nullptr;

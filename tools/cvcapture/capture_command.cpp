@@ -103,10 +103,12 @@ void PrintProgress(const TCaptureStats& stats, const TCaptureOutputs& outputs) {
   std::fflush(stderr);
 }
 
-void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, double seconds) {
+void PrintSummary(const TCaptureStats& stats, const TCaptureOutputs& outputs, double seconds,
+                  const std::string& mode) {
   char wall[48];
   std::snprintf(wall, sizeof wall, " in %.2f s", seconds);
   PrintLine("captured " + FiguresLine(stats.Figures(), stats.AchievedFps()) + wall);
+  if (!mode.empty()) PrintLine("mode: " + mode);
   if (outputs.HasVideo())
     PrintLine("video: " +
               (outputs.Streaming() ? std::string("standard output") : ToUtf8(outputs.File("video.y4m").wstring())) +
@@ -233,6 +235,10 @@ int RunCapture(IUnknown* object, const TCommand& c) {
   PrintProgress(stats, outputs);
   std::fputc('\n', stderr);
 
+  // The mode the device chose, while its reader still holds it open.
+  std::string mode;
+  TModuleString modeText;
+  if (props && props->PropsGet(L"capture.current_mode", modeText.Out()) == S_OK) mode = modeText.Utf8();
   if (readerId != 0) source->SourceReaderClose(readerId);
   int64_t size = 0;
   uint8_t* bytes = nullptr;
@@ -241,7 +247,7 @@ int RunCapture(IUnknown* object, const TCommand& c) {
   last.Reset();
   filesOk = outputs.Finish() && filesOk;
 
-  PrintSummary(stats, outputs, seconds);
+  PrintSummary(stats, outputs, seconds, mode);
   if (failure != S_OK) return ReportFailure(failedStep, failure);
   if (!filesOk) return ReportFailure("writing to " + ToUtf8(c.outDir), E_FAIL);
   return 0;

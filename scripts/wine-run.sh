@@ -38,6 +38,13 @@ if [ ! -f "$WINEPREFIX/.prefix-ready" ]; then
   "$WINESERVER" -w
   touch "$WINEPREFIX/.prefix-ready"
 fi
+# The prefix calls itself Windows 10, as the systems the module is made for do. A new prefix here says
+# 6.1, on which the capture's "auto" mode goes straight to GDI and the Direct3D modes are never tried.
+if [ ! -f "$WINEPREFIX/.version-10" ]; then
+  "$WINE" reg add 'HKCU\Software\Wine' /v Version /t REG_SZ /d win10 /f </dev/null >/dev/null 2>&1 \
+    || { echo "wine-run: setting the prefix's Windows version failed" >&2; exit 1; }
+  touch "$WINEPREFIX/.version-10"
+fi
 # Exit status 0: a new server was started here, so the service processes are started detached from us.
 if "$WINESERVER" -p"${WINE_PERSIST_SECONDS:-30}" </dev/null >/dev/null 2>&1; then
   "$WINE" wineboot </dev/null >/dev/null 2>&1

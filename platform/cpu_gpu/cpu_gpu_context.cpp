@@ -85,10 +85,8 @@ void CpuContext::OMSetRenderTargets(UINT count, IGpuRenderTargetView* const* vie
 
 void CpuContext::ClearRenderTargetView(IGpuRenderTargetView* view, const float rgba[4]) {
   if (!view || !rgba) return;
-  const Surface s = Own<CpuRenderTargetView>(view)->texture->Memory();
   const uint8_t texel[4] = {ToUnorm8(rgba[2]), ToUnorm8(rgba[1]), ToUnorm8(rgba[0]), ToUnorm8(rgba[3])};
-  for (UINT y = 0; y < s.height; ++y)
-    for (UINT x = 0; x < s.width; ++x) std::memcpy(s.bits + static_cast<size_t>(y) * s.pitch + x * 4, texel, 4);
+  Own<CpuRenderTargetView>(view)->texture->Fill(texel);
 }
 
 void CpuContext::Draw(UINT vertexCount, UINT startVertex) {
@@ -107,13 +105,9 @@ void CpuContext::Draw(UINT vertexCount, UINT startVertex) {
   draw.vertexCount = vertexCount;
   draw.startVertex = startVertex;
   draw.viewport = viewport_;
-  draw.target = targets_[0]->texture->Memory();
+  CpuTexture* const target = targets_[0]->texture.Get();
+  draw.target = target->Shape();
   draw.program = pixelProgram_->id;
-  Surface picture;
-  if (views_[0]) {
-    picture = views_[0]->texture->Memory();
-    draw.inputs.texture = &picture;
-  }
   // Without a sampler the device's default state applies, which filters linearly.
   draw.inputs.filter = samplers_[0] ? samplers_[0]->filter : SamplerFilter::Linear;
   if (constantBuffers_[0]) {
@@ -122,6 +116,15 @@ void CpuContext::Draw(UINT vertexCount, UINT startVertex) {
   }
   if (blendState_) draw.blend.target = blendState_->desc.renderTarget[0];
   std::copy(blendFactor_, blendFactor_ + 4, draw.blend.factor);
+  // A draw that writes every pixel needn't have the target's texels in place first: a clear before it
+  // is never written, nor a copy made of texels shared with another texture.
+  draw.target = DrawCoversTarget(draw) ? target->Overwrite() : target->Write();
+  if (!draw.target.bits) return;
+  Surface picture;
+  if (views_[0]) {
+    picture = views_[0]->texture->Read();
+    draw.inputs.texture = &picture;
+  }
   ExecuteDraw(draw, forceReference_);
 }
 
@@ -134,8 +137,8 @@ void CpuContext::CopySubresourceRegion(IGpuResource* dst, UINT dstSubresource, U
   if (!to || !from || to == from || dstSubresource != 0 || srcSubresource != 0 || z != 0 || to->mapped ||
       from->mapped)
     return;
-  const Surface s = from->Memory();
-  const Surface d = to->Memory();
+  const Surface s = from->Shape();
+  const Surface d = to->Shape();
   const GpuBox b = box ? *box : GpuBox{0, 0, 0, s.width, s.height, 1};
   if (b.left >= b.right || b.top >= b.bottom || b.front >= b.back || b.front != 0) return;
   const UINT right = std::min(b.right, s.width);
@@ -143,9 +146,18 @@ void CpuContext::CopySubresourceRegion(IGpuResource* dst, UINT dstSubresource, U
   if (b.left >= right || b.top >= bottom || x >= d.width || y >= d.height) return;
   const UINT w = std::min(right - b.left, d.width - x);
   const UINT h = std::min(bottom - b.top, d.height - y);
+  const bool wholeTarget = x == 0 && y == 0 && w == d.width && h == d.height;
+  // All of a texture onto all of one of its size: the two read the same memory until either is written.
+  if (wholeTarget && b.left == 0 && b.top == 0 && w == s.width && h == s.height) {
+    to->Share(*from);
+    return;
+  }
+  const Surface into = wholeTarget ? to->Overwrite() : to->Write();
+  const Surface out = from->Read();
+  if (!into.bits || !out.bits) return;
   for (UINT row = 0; row < h; ++row)
-    std::memcpy(d.bits + static_cast<size_t>(y + row) * d.pitch + static_cast<size_t>(x) * 4,
-                s.bits + static_cast<size_t>(b.top + row) * s.pitch + static_cast<size_t>(b.left) * 4,
+    std::memcpy(into.bits + static_cast<size_t>(y + row) * into.pitch + static_cast<size_t>(x) * 4,
+                out.bits + static_cast<size_t>(b.top + row) * out.pitch + static_cast<size_t>(b.left) * 4,
                 static_cast<size_t>(w) * 4);
 }
 
@@ -160,7 +172,8 @@ HRESULT CpuContext::Map(IGpuResource* resource, UINT subresource, GpuMapType typ
                          : d.usage == GpuUsage::Dynamic ? type == GpuMapType::WriteDiscard
                                                         : false;
     if (!allowed || t->mapped) return E_INVALIDARG;
-    const Surface s = t->Memory();
+    const Surface s = type == GpuMapType::Read ? t->Read() : t->Write();
+    if (!s.bits) return E_OUTOFMEMORY;
     t->mapped = true;
     *mapped = {s.bits, s.pitch, s.pitch * s.height};
     return S_OK;

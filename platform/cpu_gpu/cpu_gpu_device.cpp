@@ -1,4 +1,5 @@
 #include <atomic>
+#include <memory>
 #include <new>
 
 #include "platform/cpu_gpu/cpu_gpu.h"
@@ -11,12 +12,13 @@ namespace {
 // Creations touch nothing shared, so the shot thread may make textures while the capture thread draws.
 class CpuDevice final : public AutoObjBase<CpuDevice, IGpuDevice> {
  public:
-  explicit CpuDevice(const CpuGpuOptions& options) : context_(new CpuContext(options.forceReference)) {}
+  explicit CpuDevice(const CpuGpuOptions& options)
+      : context_(new CpuContext(options.forceReference)), pool_(std::make_shared<TexelPool>()) {}
 
   HRESULT CreateTexture2D(const GpuTexture2DDesc* desc, const GpuSubresourceData* initial,
                           IGpuTexture2D** texture) override {
     if (!desc) return E_INVALIDARG;
-    return CpuTexture::Create(*desc, initial, texture);
+    return CpuTexture::Create(*desc, initial, texture, pool_);
   }
 
   HRESULT CreateShaderResourceView(IGpuResource* resource, const GpuShaderResourceViewDesc* desc,
@@ -108,6 +110,7 @@ class CpuDevice final : public AutoObjBase<CpuDevice, IGpuDevice> {
 
   // The context holds nothing of the device, so either may be released first.
   const TRefPtr<CpuContext> context_;
+  const std::shared_ptr<TexelPool> pool_;
   std::atomic<BOOL> protected_{0};
 };
 

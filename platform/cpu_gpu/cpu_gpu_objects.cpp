@@ -68,7 +68,128 @@ bool SameName(const char* a, const char* b) {
 
 }  // namespace
 
-HRESULT CpuTexture::Create(const GpuTexture2DDesc& d, const GpuSubresourceData* initial, IGpuTexture2D** out) {
+namespace {
+
+// Smaller blocks come and go through the allocator, which keeps them cheaply itself.
+constexpr size_t kPooledBytes = 64 * 1024;
+// A frame's passes hold a few blocks of a size at a time; more kept would only hold memory.
+constexpr size_t kFreeBlocks = 6;
+
+void ClearPadding(const Surface& s) {
+  const size_t row = static_cast<size_t>(s.width) * 4;
+  if (s.pitch == row) return;
+  for (UINT y = 0; y < s.height; ++y) std::memset(s.bits + static_cast<size_t>(y) * s.pitch + row, 0, s.pitch - row);
+}
+
+void FillTexels(const Surface& s, const uint8_t texel[4]) {
+  const size_t row = static_cast<size_t>(s.width) * 4;
+  if (texel[0] == texel[1] && texel[0] == texel[2] && texel[0] == texel[3]) {
+    for (UINT y = 0; y < s.height; ++y) std::memset(s.bits + static_cast<size_t>(y) * s.pitch, texel[0], row);
+    return;
+  }
+  for (UINT x = 0; x < s.width; ++x) std::memcpy(s.bits + static_cast<size_t>(x) * 4, texel, 4);
+  for (UINT y = 1; y < s.height; ++y) std::memcpy(s.bits + static_cast<size_t>(y) * s.pitch, s.bits, row);
+}
+
+}  // namespace
+
+std::unique_ptr<uint8_t[]> TexelPool::Take(size_t bytes) {
+  if (bytes >= kPooledBytes) {
+    std::lock_guard lock(mutex_);
+    for (size_t i = free_.size(); i-- > 0;) {
+      if (free_[i].bytes != bytes) continue;
+      std::unique_ptr<uint8_t[]> block = std::move(free_[i].block);
+      free_.erase(free_.begin() + static_cast<std::ptrdiff_t>(i));
+      return block;
+    }
+  }
+  return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]);
+}
+
+void TexelPool::Give(std::unique_ptr<uint8_t[]> block, size_t bytes) {
+  if (!block || bytes < kPooledBytes) return;
+  std::unique_ptr<uint8_t[]> oldest;  // freed after the lock
+  std::lock_guard lock(mutex_);
+  if (free_.size() >= kFreeBlocks) {
+    oldest = std::move(free_.front().block);
+    free_.erase(free_.begin());
+  }
+  if (free_.capacity() == free_.size()) return;  // never grown here: giving may not fail
+  free_.push_back({std::move(block), bytes});
+}
+
+TexelPool::TexelPool() { free_.reserve(kFreeBlocks); }
+
+// A texture's memory, shared by the textures that read the same texels; the last one gives it back.
+struct CpuTexture::Block {
+  std::unique_ptr<uint8_t[]> bits;
+  size_t bytes;
+  std::shared_ptr<TexelPool> pool;
+  ~Block() {
+    if (pool) pool->Give(std::move(bits), bytes);
+  }
+};
+
+std::shared_ptr<CpuTexture::Block> CpuTexture::NewBlock() const {
+  std::unique_ptr<uint8_t[]> bits = pool_ ? pool_->Take(Bytes()) : std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[Bytes()]);
+  if (!bits) return nullptr;
+  try {
+    return std::make_shared<Block>(std::move(bits), Bytes(), pool_);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+bool CpuTexture::OwnBlock(bool keep) {
+  if (block_ && block_.use_count() == 1) return true;
+  std::shared_ptr<Block> own = NewBlock();
+  if (!own) return false;
+  if (keep && block_) std::memcpy(own->bits.get(), block_->bits.get(), Bytes());
+  block_ = std::move(own);
+  return true;
+}
+
+Surface CpuTexture::At() const { return {block_ ? block_->bits.get() : nullptr, desc_.width, desc_.height, pitch_}; }
+
+Surface CpuTexture::Read() { return filled_ ? Write() : At(); }
+
+Surface CpuTexture::Write() {
+  if (!filled_) return OwnBlock(true) ? At() : Shape();
+  if (!OwnBlock(false)) return Shape();
+  const Surface s = At();
+  ClearPadding(s);
+  FillTexels(s, fill_);
+  filled_ = false;
+  return s;
+}
+
+Surface CpuTexture::Overwrite() {
+  if (!OwnBlock(false)) return Shape();
+  filled_ = false;
+  const Surface s = At();
+  ClearPadding(s);
+  return s;
+}
+
+void CpuTexture::Fill(const uint8_t texel[4]) {
+  std::memcpy(fill_, texel, 4);
+  filled_ = true;
+  // The others reading the block keep it; this texture takes another when it is next written.
+  if (block_ && block_.use_count() > 1) block_.reset();
+}
+
+void CpuTexture::Share(CpuTexture& source) {
+  if (&source == this) return;
+  if (source.filled_) {
+    Fill(source.fill_);
+    return;
+  }
+  block_ = source.block_;
+  filled_ = false;
+}
+
+HRESULT CpuTexture::Create(const GpuTexture2DDesc& d, const GpuSubresourceData* initial, IGpuTexture2D** out,
+                           const std::shared_ptr<TexelPool>& pool) {
   if (out) *out = nullptr;
   const UINT views = kGpuBindShaderResource | kGpuBindRenderTarget;
   if (d.width == 0 || d.height == 0 || d.width > kMaxTextureSize || d.height > kMaxTextureSize) return E_INVALIDARG;
@@ -90,16 +211,20 @@ HRESULT CpuTexture::Create(const GpuTexture2DDesc& d, const GpuSubresourceData* 
   const UINT pitch = (rowBytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
   TRefPtr<CpuTexture> texture;
   try {
-    texture = TRefPtr<CpuTexture>(new CpuTexture(d, pitch));
-    texture->bits_.assign(static_cast<size_t>(pitch) * d.height, 0);
+    texture = TRefPtr<CpuTexture>(new CpuTexture(d, pitch, pool));
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   }
+  // The memory is the texture's from here on, so no later call runs short of it; a new texture reads
+  // zeros, which are written only if something reads them first.
+  texture->block_ = texture->NewBlock();
+  if (!texture->block_) return E_OUTOFMEMORY;
   if (initial) {
+    const Surface s = texture->Overwrite();
     const auto* src = static_cast<const uint8_t*>(initial->sysMem);
     for (UINT y = 0; y < d.height; ++y)
-      std::memcpy(texture->bits_.data() + static_cast<size_t>(y) * pitch,
-                  src + static_cast<size_t>(y) * initial->sysMemPitch, rowBytes);
+      std::memcpy(s.bits + static_cast<size_t>(y) * pitch, src + static_cast<size_t>(y) * initial->sysMemPitch,
+                  rowBytes);
   }
   *out = texture.Detach();
   return S_OK;

@@ -4,6 +4,9 @@
 // rely on something the device would refuse.
 #pragma once
 
+#include <cstddef>
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "platform/auto_obj.h"
@@ -12,14 +15,36 @@
 
 namespace cvplat::cpugpu {
 
+// Where the textures' memory comes from. A capture makes textures of the same few sizes on every
+// frame; a block of a texture that went is kept for the next texture of its size, which then costs no
+// fresh memory (page faults, and the kernel's zeroing) and no zeroing of its own. Shared by a device and
+// its textures, which may outlive it; any thread may take and give.
+class TexelPool {
+ public:
+  TexelPool();
+  // A block of `bytes` holding anything; null when no memory is to be had.
+  std::unique_ptr<uint8_t[]> Take(size_t bytes);
+  void Give(std::unique_ptr<uint8_t[]> block, size_t bytes);
+
+ private:
+  struct Free {
+    std::unique_ptr<uint8_t[]> block;
+    size_t bytes;
+  };
+  std::mutex mutex_;
+  std::vector<Free> free_;  // the most recently given last
+};
+
 class CpuTexture final : public AutoObjBase<CpuTexture, IGpuTexture2D> {
  public:
   // Rows are padded to a multiple of this, so that nothing reads a mapped texture as if its rows were
   // width x 4 bytes apart: a device's row pitch is its own.
   static constexpr UINT kRowAlignment = 64;
 
-  // S_FALSE with a null `out`: the description is valid.
-  static HRESULT Create(const GpuTexture2DDesc& desc, const GpuSubresourceData* initial, IGpuTexture2D** out);
+  // S_FALSE with a null `out`: the description is valid. The texture's memory comes from `pool` where
+  // one is given.
+  static HRESULT Create(const GpuTexture2DDesc& desc, const GpuSubresourceData* initial, IGpuTexture2D** out,
+                        const std::shared_ptr<TexelPool>& pool = nullptr);
 
   GpuResourceDimension GetType() override { return GpuResourceDimension::Texture2D; }
   void GetDesc(GpuTexture2DDesc* desc) override {
@@ -27,14 +52,42 @@ class CpuTexture final : public AutoObjBase<CpuTexture, IGpuTexture2D> {
   }
 
   const GpuTexture2DDesc& Desc() const { return desc_; }
-  Surface Memory() { return {bits_.data(), desc_.width, desc_.height, pitch_}; }
+
+  // The texels, by what the caller is about to do with them. Texels the caller doesn't write keep their
+  // values; padding between rows reads 0 unless a mapping wrote it. The memory stays the texture's until
+  // the next of these calls or Fill or Share. Bits are null where no memory was to be had (the calls
+  // before the texture's first memory of its own was made can't fail: Create makes it).
+  Surface Read();       // read only
+  Surface Write();      // some texels written
+  Surface Overwrite();  // every texel written: what they held needn't be there first
+  Surface Shape() const { return {nullptr, desc_.width, desc_.height, pitch_}; }
+
+  // Every texel becomes `texel` (blue, green, red, alpha), written only when the texels are next asked
+  // for, and then not at all if they are asked for to be overwritten.
+  void Fill(const uint8_t texel[4]);
+  // Takes the texels of `source`, a texture of the same width and height, without copying them: both
+  // read one block until either writes.
+  void Share(CpuTexture& source);
+
   bool mapped = false;
 
  private:
-  CpuTexture(const GpuTexture2DDesc& desc, UINT pitch) : desc_(desc), pitch_(pitch) {}
+  struct Block;
+  CpuTexture(const GpuTexture2DDesc& desc, UINT pitch, std::shared_ptr<TexelPool> pool)
+      : desc_(desc), pitch_(pitch), pool_(std::move(pool)) {}
+  size_t Bytes() const { return static_cast<size_t>(pitch_) * desc_.height; }
+  std::shared_ptr<Block> NewBlock() const;
+  // Makes block_ the texture's alone, copying what it holds if `keep`; false without memory.
+  bool OwnBlock(bool keep);
+  Surface At() const;
+
   GpuTexture2DDesc desc_;
   UINT pitch_;
-  std::vector<uint8_t> bits_;
+  std::shared_ptr<TexelPool> pool_;
+  std::shared_ptr<Block> block_;
+  // Every texel is fill_, and block_ holds nothing of value: a new texture (zeros) or one filled since.
+  bool filled_ = true;
+  uint8_t fill_[4] = {0, 0, 0, 0};
 };
 
 class CpuBuffer final : public AutoObjBase<CpuBuffer, IGpuBuffer> {

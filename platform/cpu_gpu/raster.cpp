@@ -287,6 +287,12 @@ std::optional<OverlayQuad> MatchOverlayQuad(const DrawCall& draw) {
   return OverlayQuad{draw.program, draw.inputs.filter, *span};
 }
 
+bool DrawCoversTarget(const DrawCall& draw) {
+  const GpuRenderTargetBlendDesc& b = draw.blend.target;
+  return !b.blendEnable && (b.renderTargetWriteMask & kGpuColorWriteAll) == kGpuColorWriteAll &&
+         MatchFullScreenQuad(draw).has_value();
+}
+
 void ExecuteDraw(const DrawCall& draw, bool forceReference) {
   if (!forceReference) {
     if (const std::optional<FullScreenDraw> quad = MatchFullScreenQuad(draw)) {

@@ -101,6 +101,10 @@ struct OverlayQuad {
 // reference draws the rest.
 std::optional<OverlayQuad> MatchOverlayQuad(const DrawCall& draw);
 
+// Whether the draw writes every pixel of its target whatever the pixels held: the final pass's
+// full-screen quad, unblended, with all four channels.
+bool DrawCoversTarget(const DrawCall& draw);
+
 // Runs a draw: a fast path where one takes the draw, else the reference. `forceReference` skips the
 // fast paths, so their results can be compared with the reference on the same input.
 void ExecuteDraw(const DrawCall& draw, bool forceReference);

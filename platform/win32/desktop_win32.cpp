@@ -11,6 +11,8 @@
 #include "platform/desktop.h"
 #include "platform/desktop_unavailable.h"
 #include "platform/screen_grab.h"
+#include "platform/win32/cursor_win32.h"
+#include "platform/win32/key_input_win32.h"
 
 namespace cvplat {
 
@@ -203,6 +205,8 @@ CapturePlatform NativeCapturePlatform() {
   platform.gpu = CreateGpuDevice;
   // The audio layer is asked when a device lists the endpoints it offers and when one is opened.
   platform.audio = NativeAudioEndpoints();
+  platform.cursor = OpenWin32Cursor();
+  platform.keys = OpenWin32KeyInput();
   return platform;
 }
 

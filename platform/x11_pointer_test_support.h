@@ -21,6 +21,9 @@ class X11PointerDriver {
   // Gives the root window a square opaque pointer of `side` pixels in the colour 0xRRGGBB, its hot spot
   // at (hotX, hotY).
   void UseSquarePointer(uint32_t rgb, int32_t side, int32_t hotX, int32_t hotY);
+  // Presses or releases the key of Windows virtual key `vk`, through the test extension: the mouse
+  // buttons 1 and 2, Shift (0x10), the letters and the digits.
+  void Key(uint32_t vk, bool down);
 
  private:
   _XDisplay* display_ = nullptr;

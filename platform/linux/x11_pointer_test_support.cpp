@@ -2,6 +2,7 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 #include <vector>
 
@@ -37,6 +38,22 @@ void X11PointerDriver::UseSquarePointer(uint32_t rgb, int32_t side, int32_t hotX
   XDefineCursor(display_, root, cursor);
   if (cursor_) XFreeCursor(display_, cursor_);
   cursor_ = cursor;
+  XSync(display_, False);
+}
+
+void X11PointerDriver::Key(uint32_t vk, bool down) {
+  if (!display_) return;
+  if (vk == 1 || vk == 2) {
+    XTestFakeButtonEvent(display_, vk == 1 ? 1 : 3, down, CurrentTime);
+  } else {
+    KeySym keysym = NoSymbol;
+    if (vk == 0x10) keysym = XK_Shift_L;
+    if (vk >= 'A' && vk <= 'Z') keysym = XK_a + (vk - 'A');
+    if (vk >= '0' && vk <= '9') keysym = XK_0 + (vk - '0');
+    const KeyCode code = keysym == NoSymbol ? 0 : XKeysymToKeycode(display_, keysym);
+    if (!code) return;
+    XTestFakeKeyEvent(display_, code, down, CurrentTime);
+  }
   XSync(display_, False);
 }
 

@@ -12,8 +12,10 @@
 #include "platform/auto_obj.h"
 #include "platform/desktop.h"
 #include "platform/screen_grab.h"
+#include "platform/win32/cursor_win32.h"
 #include "platform/win32/duplication_dxgi.h"
 #include "platform/win32/gpu_d3d11.h"
+#include "platform/win32/key_input_win32.h"
 
 namespace cvplat {
 
@@ -123,7 +125,8 @@ class GdiGrabber : public IScreenGrabber {
     const int w = static_cast<int>(width);
     const int h = static_cast<int>(height);
     if (w != width_ || h != height_) {
-      ReleaseCached();
+      // Only the GDI objects: `pixels` may be this grabber's own picture, on its way into a texture.
+      ReleaseGdiObjects();
       width_ = w;
       height_ = h;
     }
@@ -202,6 +205,13 @@ class GdiGrabber : public IScreenGrabber {
   }
 
   void ReleaseCached() override {
+    ReleaseGdiObjects();
+    std::vector<uint8_t>().swap(rows_);
+    std::vector<uint8_t>().swap(picture_);
+  }
+
+ private:
+  void ReleaseGdiObjects() {
     if (opaque_) DeleteObject(opaque_);
     opaque_ = nullptr;
     if (bitmap_) DeleteObject(bitmap_);
@@ -212,11 +222,8 @@ class GdiGrabber : public IScreenGrabber {
     windowDc_ = nullptr;
     window_ = nullptr;
     width_ = height_ = -1;
-    std::vector<uint8_t>().swap(rows_);
-    std::vector<uint8_t>().swap(picture_);
   }
 
- private:
   // `rect` of the desktop into `target` at (0, 0), as the memory path gives it: black (opaque) where no
   // monitor shows, and the fourth byte 0xFF everywhere.
   HRESULT DrawDesktop(HDC target, const TRect& rect) {
@@ -308,6 +315,8 @@ CapturePlatform NativeCapturePlatform() {
   platform.gpu = CreateGpuDevice;
   // The audio layer is asked when a device lists the endpoints it offers and when one is opened.
   platform.audio = NativeAudioEndpoints();
+  platform.cursor = OpenWin32Cursor();
+  platform.keys = OpenWin32KeyInput();
   return platform;
 }
 

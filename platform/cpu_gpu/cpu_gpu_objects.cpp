@@ -122,6 +122,10 @@ TexelPool::TexelPool() { free_.reserve(kFreeBlocks); }
 
 // A texture's memory, shared by the textures that read the same texels; the last one gives it back.
 struct CpuTexture::Block {
+  Block(std::unique_ptr<uint8_t[]> b, size_t n, std::shared_ptr<TexelPool> p)
+      : bits(std::move(b)), bytes(n), pool(std::move(p)) {}
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
   std::unique_ptr<uint8_t[]> bits;
   size_t bytes;
   std::shared_ptr<TexelPool> pool;

@@ -69,8 +69,14 @@ int KeepIOError(Display* display) {
 }
 
 void MarkLost(Display* display, void*) {
-  std::lock_guard<std::mutex> hold(Lock());
-  if (Trapped* t = Find(display)) t->lost = true;
+  {
+    std::lock_guard<std::mutex> hold(Lock());
+    if (Trapped* t = Find(display)) t->lost = true;
+  }
+  // Xlib takes the connection's user lock for the thread that met the break, expecting the process to
+  // end, and keeps it: any other thread that touched the connection afterwards, if only to close it,
+  // would wait forever. The connection is another thread's to close (a capture stopped by the host).
+  XUnlockDisplay(display);
 }
 
 }  // namespace

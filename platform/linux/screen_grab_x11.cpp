@@ -175,7 +175,8 @@ void SharedRootShot::Release(Display* display) {
   info.shmseg = segment_;
   info.shmid = shmId_;
   info.shmaddr = static_cast<char*>(address_);
-  if (display) {
+  // A broken connection takes no more requests (x11_error_trap.h); the server has let go already.
+  if (display && !ConnectionLost(display)) {
     XShmDetach(display, &info);
     XSync(display, False);
     TakeConnectionError(display);

@@ -45,6 +45,7 @@ class X11Duplication : public IDuplication {
   }
 
   ~X11Duplication() override {
+    QuietBrokenPipe quiet;  // the host's Stop may come before the duplication saw its server go
     // A broken connection takes no more requests: Xlib queues them unsent until its buffer is full, and
     // then hands out none, which most calls don't survive. The server let go of everything anyway.
     if (!ConnectionLost(display_)) XDamageDestroy(display_, damage_);

@@ -176,6 +176,7 @@ void SharedRootShot::Release(Display* display) {
   info.shmid = shmId_;
   info.shmaddr = static_cast<char*>(address_);
   // A broken connection takes no more requests (x11_error_trap.h); the server has let go already.
+  QuietBrokenPipe quiet;
   if (display && !ConnectionLost(display)) {
     XShmDetach(display, &info);
     XSync(display, False);

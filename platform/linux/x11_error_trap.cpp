@@ -1,6 +1,8 @@
 #include "platform/linux/x11_error_trap.h"
 
 #include <X11/Xlib.h>
+#include <pthread.h>
+#include <time.h>
 
 #include <algorithm>
 #include <mutex>
@@ -119,6 +121,27 @@ bool ConnectionLost(_XDisplay* display) {
   return t && t->lost;
 }
 
+QuietBrokenPipe::QuietBrokenPipe() {
+  sigset_t pipe, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pendingBefore_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  pthread_sigmask(SIG_BLOCK, &pipe, &before_);
+}
+
+QuietBrokenPipe::~QuietBrokenPipe() {
+  sigset_t pipe, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  // A thread that blocked it before keeps what is pending, as it would have without the scope.
+  if (!pendingBefore_ && sigismember(&before_, SIGPIPE) == 0 && sigpending(&pending) == 0 &&
+      sigismember(&pending, SIGPIPE) == 1) {
+    const timespec now{0, 0};
+    sigtimedwait(&pipe, nullptr, &now);
+  }
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 _XDisplay* OpenComponentDisplay() {
   Display* display = XOpenDisplay(nullptr);
   if (display) TrapConnectionErrors(display);
@@ -127,6 +150,8 @@ _XDisplay* OpenComponentDisplay() {
 
 void CloseComponentDisplay(_XDisplay* display) {
   if (!display) return;
+  // Often on a host's thread, stopping a capture whose server went away unnoticed.
+  QuietBrokenPipe quiet;
   // Still trapped while it closes: the errors of what it sends last stay here too.
   XCloseDisplay(display);
   ReleaseConnectionErrors(display);

@@ -10,7 +10,7 @@ run_pkgs=(cmake ninja-build g++ ccache pkg-config libx11-dev libxext-dev libxdam
 test_pkgs=("${run_pkgs[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine64 libwine libz-mingw-w64-dev
-  x11-utils x11-xserver-utils pulseaudio pulseaudio-utils
+  x11-utils x11-xserver-utils openbox pulseaudio pulseaudio-utils
   clang libclang-rt-14-dev
   libsoxr-dev libspeexdsp-dev libyuv-dev
   ffmpeg)

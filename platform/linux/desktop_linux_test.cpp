@@ -2,13 +2,6 @@
 // gtest comes first: Xlib defines macros such as None and Bool that its templates would trip on.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -26,12 +19,11 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include "platform/linux/private_x_server_test_support.h"
 #include "platform/linux/screen_grab_x11.h"
 #include "platform/window_list.h"
 #include "platform/linux/x11_error_trap.h"
 #endif
-
-extern char** environ;
 
 namespace cvplat {
 namespace {
@@ -300,67 +292,11 @@ TEST(LinuxDesktop, PixelsOfOtherFormatsConvertThroughTheirMasks) {
 #endif
 
 #if CV_DESKTOP_X11
-// An X server of the test's own, on a display number it chooses itself; ended by its process id.
-class PrivateXServer {
- public:
-  PrivateXServer() {
-    // Servers that start at the same moment may pick the same number: the one that isn't this one is
-    // told by its size, and the start is tried again.
-    for (int attempt = 0; attempt < 3 && display_.empty(); ++attempt) {
-      if (attempt > 0) Kill();
-      Start();
-    }
-  }
-  ~PrivateXServer() { Kill(); }
-  const std::string& Name() const { return display_; }  // empty when it didn't start
-  void Kill() {
-    if (pid_ <= 0) return;
-    // Ended, not killed, so that it takes its socket with it for the next server.
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
-  }
-
- private:
-  void Start() {
-    int fds[2];
-    if (pipe(fds) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 3);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    const char* argv[] = {"Xvfb", "-displayfd", "3", "-screen", "0", "656x488x24", "-nolisten", "tcp", "-noreset",
-                          nullptr};
-    if (posix_spawnp(&pid_, "Xvfb", &actions, nullptr, const_cast<char* const*>(argv), environ) != 0) pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    char number[16] = {};
-    pollfd ready{fds[0], POLLIN, 0};
-    std::string name;
-    if (pid_ > 0 && poll(&ready, 1, 10000) == 1 && read(fds[0], number, sizeof number - 1) > 0)
-      name = std::string(":") + std::to_string(std::atoi(number));
-    close(fds[0]);
-    if (name.empty()) return;
-    for (int i = 0; i < 250; ++i) {
-      if (Display* d = XOpenDisplay(name.c_str())) {
-        const bool ours = DisplayWidth(d, DefaultScreen(d)) == 656 && DisplayHeight(d, DefaultScreen(d)) == 488;
-        XCloseDisplay(d);
-        if (ours) display_ = name;
-        return;
-      }
-      usleep(20000);
-    }
-  }
-
-  pid_t pid_ = -1;
-  std::string display_;
-};
-
 // The server going away while the component holds its connections: the process lives on, and every
 // seam answers with a failure from then on.
 TEST(LinuxDesktop, AServerThatDiesLeavesTheProcessAliveAndTheSeamsFailing) {
   if (std::system("command -v Xvfb >/dev/null 2>&1") != 0) GTEST_SKIP() << "no Xvfb installed";
-  PrivateXServer server;
+  cvtest::PrivateXServer server;
   ASSERT_FALSE(server.Name().empty()) << "the private X server did not start";
   const char* old = std::getenv("DISPLAY");
   const std::optional<std::string> saved = old ? std::optional<std::string>(old) : std::nullopt;

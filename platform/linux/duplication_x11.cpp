@@ -45,7 +45,10 @@ class X11Duplication : public IDuplication {
   }
 
   ~X11Duplication() override {
-    XDamageDestroy(display_, damage_);
+    QuietBrokenPipe quiet;  // the host's Stop may come before the duplication saw its server go
+    // A broken connection takes no more requests: Xlib queues them unsent until its buffer is full, and
+    // then hands out none, which most calls don't survive. The server let go of everything anyway.
+    if (!ConnectionLost(display_)) XDamageDestroy(display_, damage_);
     shared_.Release(display_);
     CloseComponentDisplay(display_);
   }
@@ -63,7 +66,8 @@ class X11Duplication : public IDuplication {
     bool moved = !last_;
     for (;;) {
       drawn = TakeEvents() || drawn;
-      if (lost_) return kDuplicationAccessLost;
+      // The connection may break while the events are read; from then on the wait would only spin.
+      if (lost_ || (lost_ = ConnectionLost(display_))) return kDuplicationAccessLost;
       moved = PointerMoved() || moved;
       if (drawn || moved) break;
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -127,6 +128,13 @@ void* ThreadStart(void* arg) {
   std::shared_ptr<ThreadState> state(*static_cast<std::shared_ptr<ThreadState>*>(arg));
   delete static_cast<std::shared_ptr<ThreadState>*>(arg);
   state->tid.store(static_cast<uint32_t>(syscall(SYS_gettid)), std::memory_order_release);
+  // These threads talk to servers that may go away (the display's): a write to a connection the server
+  // closed raises SIGPIPE, whose default action ends the host process. Blocked, it stays with the
+  // thread, and the write fails with EPIPE, which the connection's owner sees.
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
 
   pollfd gate{state->gateFd, POLLIN, 0};
   while (poll(&gate, 1, -1) < 0 && errno == EINTR) {

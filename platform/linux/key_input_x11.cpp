@@ -66,6 +66,9 @@ class X11KeyInput : public IKeyInput {
     down_.reset();
     char keys[32] = {};
     XQueryKeymap(display_, keys);
+    // Xlib copies its reply into the map even when none came: after a broken connection it holds
+    // whatever was on the stack.
+    if (ConnectionLost(display_)) return;
     for (int keycode = 8; keycode < 256; ++keycode)
       if (keys[keycode / 8] & (1 << (keycode % 8))) Mark(down_, vkOfKeycode_[keycode]);
     // Every event the server sent before answering is in the queue by now.

@@ -80,13 +80,25 @@ bool CopyImageAsBgra(XImage* image, uint8_t* pixels, int32_t pitch) {
 
 namespace {
 
+// The root's size as the server has it now. Xlib's own record is the size when the connection opened:
+// a resolution raised since would be cut off, a lowered one asked beyond the root, which the server
+// refuses.
+TRect RootRect(Display* display) {
+  Window root = None;
+  int x = 0, y = 0;
+  unsigned width = 0, height = 0, border = 0, depth = 0;
+  if (XGetGeometry(display, DefaultRootWindow(display), &root, &x, &y, &width, &height, &border, &depth))
+    return {0, 0, static_cast<int32_t>(width), static_cast<int32_t>(height)};
+  const int screen = DefaultScreen(display);
+  return {0, 0, DisplayWidth(display, screen), DisplayHeight(display, screen)};
+}
+
 // A shot of `rect` of the root: `fetch(on, at)` copies the part `on` of the root that `rect` covers to
 // `at`; everything beyond the root comes out black.
 template <class Fetch>
-HRESULT ShootRoot(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch, Fetch fetch) {
+HRESULT ShootRoot(Display* display, const TRect& root, const TRect& rect, uint8_t* pixels, int32_t pitch,
+                  Fetch fetch) {
   if (!display) return E_FAIL;
-  const int screen = DefaultScreen(display);
-  const TRect root{0, 0, DisplayWidth(display, screen), DisplayHeight(display, screen)};
   const TRect on{std::max(rect.left, root.left), std::max(rect.top, root.top), std::min(rect.right, root.right),
                  std::min(rect.bottom, root.bottom)};
   const int32_t width = rect.right - rect.left;
@@ -109,7 +121,8 @@ HRESULT ShootRoot(Display* display, const TRect& rect, uint8_t* pixels, int32_t 
 }  // namespace
 
 HRESULT GrabRootWindow(Display* display, const TRect& rect, uint8_t* pixels, int32_t pitch) {
-  return ShootRoot(display, rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
+  if (!display) return E_FAIL;
+  return ShootRoot(display, RootRect(display), rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
     XImage* image = XGetImage(display, DefaultRootWindow(display), on.left, on.top,
                               static_cast<unsigned>(on.right - on.left), static_cast<unsigned>(on.bottom - on.top),
                               AllPlanes, ZPixmap);
@@ -162,7 +175,9 @@ void SharedRootShot::Release(Display* display) {
   info.shmseg = segment_;
   info.shmid = shmId_;
   info.shmaddr = static_cast<char*>(address_);
-  if (display) {
+  // A broken connection takes no more requests (x11_error_trap.h); the server has let go already.
+  QuietBrokenPipe quiet;
+  if (display && !ConnectionLost(display)) {
     XShmDetach(display, &info);
     XSync(display, False);
     TakeConnectionError(display);
@@ -181,7 +196,8 @@ HRESULT SharedRootShot::GrabShared(Display* display, const TRect& rect, uint8_t*
   if (!display || unusable_) return S_FALSE;
   Visual* visual = DefaultVisual(display, DefaultScreen(display));
   const unsigned depth = static_cast<unsigned>(DefaultDepth(display, DefaultScreen(display)));
-  return ShootRoot(display, rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
+  const TRect root = RootRect(display);
+  return ShootRoot(display, root, rect, pixels, pitch, [&](const TRect& on, uint8_t* at) -> HRESULT {
     const auto width = static_cast<unsigned>(on.right - on.left);
     const auto height = static_cast<unsigned>(on.bottom - on.top);
     XShmSegmentInfo info{};
@@ -194,10 +210,9 @@ HRESULT SharedRootShot::GrabShared(Display* display, const TRect& rect, uint8_t*
     // A segment for the whole root, so that the rectangles of a capture never make another; a root that grew
     // gets a new one.
     if (needed > bytes_) {
-      const int screen = DefaultScreen(display);
-      const size_t rootWidth = static_cast<size_t>(DisplayWidth(display, screen));
+      const size_t rootWidth = static_cast<size_t>(root.right);
       const size_t rowBytes = (rootWidth * static_cast<size_t>(image->bits_per_pixel) + 31) / 32 * 4;
-      const size_t whole = rowBytes * static_cast<size_t>(DisplayHeight(display, screen));
+      const size_t whole = rowBytes * static_cast<size_t>(root.bottom);
       if (!Attach(display, std::max(needed, whole))) {
         unusable_ = true;
         XDestroyImage(image);

@@ -1,6 +1,8 @@
 #include "platform/linux/x11_error_trap.h"
 
 #include <X11/Xlib.h>
+#include <pthread.h>
+#include <time.h>
 
 #include <algorithm>
 #include <mutex>
@@ -69,8 +71,14 @@ int KeepIOError(Display* display) {
 }
 
 void MarkLost(Display* display, void*) {
-  std::lock_guard<std::mutex> hold(Lock());
-  if (Trapped* t = Find(display)) t->lost = true;
+  {
+    std::lock_guard<std::mutex> hold(Lock());
+    if (Trapped* t = Find(display)) t->lost = true;
+  }
+  // Xlib takes the connection's user lock for the thread that met the break, expecting the process to
+  // end, and keeps it: any other thread that touched the connection afterwards, if only to close it,
+  // would wait forever. The connection is another thread's to close (a capture stopped by the host).
+  XUnlockDisplay(display);
 }
 
 }  // namespace
@@ -113,6 +121,27 @@ bool ConnectionLost(_XDisplay* display) {
   return t && t->lost;
 }
 
+QuietBrokenPipe::QuietBrokenPipe() {
+  sigset_t pipe, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pendingBefore_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  pthread_sigmask(SIG_BLOCK, &pipe, &before_);
+}
+
+QuietBrokenPipe::~QuietBrokenPipe() {
+  sigset_t pipe, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  // A thread that blocked it before keeps what is pending, as it would have without the scope.
+  if (!pendingBefore_ && sigismember(&before_, SIGPIPE) == 0 && sigpending(&pending) == 0 &&
+      sigismember(&pending, SIGPIPE) == 1) {
+    const timespec now{0, 0};
+    sigtimedwait(&pipe, nullptr, &now);
+  }
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 _XDisplay* OpenComponentDisplay() {
   Display* display = XOpenDisplay(nullptr);
   if (display) TrapConnectionErrors(display);
@@ -121,6 +150,8 @@ _XDisplay* OpenComponentDisplay() {
 
 void CloseComponentDisplay(_XDisplay* display) {
   if (!display) return;
+  // Often on a host's thread, stopping a capture whose server went away unnoticed.
+  QuietBrokenPipe quiet;
   // Still trapped while it closes: the errors of what it sends last stay here too.
   XCloseDisplay(display);
   ReleaseConnectionErrors(display);

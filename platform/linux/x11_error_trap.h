@@ -5,6 +5,8 @@
 // installed before.
 #pragma once
 
+#include <signal.h>
+
 struct _XDisplay;
 
 namespace cvplat {
@@ -26,5 +28,20 @@ int TakeConnectionError(_XDisplay* display);
 void NoteConnectionError(_XDisplay* display, int code);
 // The connection broke: every call on it fails from now on, and it can only be closed.
 bool ConnectionLost(_XDisplay* display);
+
+// For requests on a host's thread (the component's own threads block SIGPIPE for good): a request on a
+// connection whose server went away raises SIGPIPE, whose default action ends the process. Within the
+// scope it is blocked, and one that the scope raised is taken back before the thread's mask returns.
+class QuietBrokenPipe {
+ public:
+  QuietBrokenPipe();
+  ~QuietBrokenPipe();
+  QuietBrokenPipe(const QuietBrokenPipe&) = delete;
+  QuietBrokenPipe& operator=(const QuietBrokenPipe&) = delete;
+
+ private:
+  sigset_t before_;
+  bool pendingBefore_ = false;
+};
 
 }  // namespace cvplat

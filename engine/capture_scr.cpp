@@ -162,6 +162,11 @@ HRESULT TCaptureSCR::Start(const TAvProps& format, void* context, TFrameCallback
   // A thread that failed may still be on its way out, using the objects that mode selection replaces.
   StopCaptureThread(captureThread);
 
+  // A machine whose desktop can't be reached (on Linux: no X display, or one that doesn't open) has
+  // nothing to capture in any mode; the host hears so from its first read instead of waiting for
+  // frames that never come.
+  if (platform.monitors && platform.monitors->List().empty()) return CV_E_DEVICE_NOT_AVAILABLE;
+
   const HRESULT selected = SelectCaptureMode();
   PublishCurrentMode(CaptureMode());
   if (FAILED(selected)) return selected;

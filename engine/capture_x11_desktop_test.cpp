@@ -301,3 +301,27 @@ TEST(X11DesktopCapture, AServerThatGoesAwayLeavesTheLastPictureGoingOutUntilTheS
 }
 
 }  // namespace
+
+namespace {
+
+// No display at all, or one that doesn't answer: no mode starts, and the status says there is no device.
+TEST(X11DesktopCapture, WithoutADisplayNoModeStartsAndTheStatusSaysNoDevice) {
+  for (const char* display : {"", ":987"}) {
+    cvtest::DisplayScope scope(display);
+    for (const wchar_t* mode : {L"auto", L"DXGI", L"DirectX", L"GDI"}) {
+      SCOPED_TRACE(Text(mode) + " on '" + display + "'");
+      XMLParse::XMLNodePtr root = XMLParse::CoXMLNode::Create(XMLParse::kPropsRootName);
+      root->SetString(L"capture.mode", mode);
+      TPropertyTree tree;
+      tree.Set(root.Get());
+      CaptureSink sink;
+      TRefPtr<TCaptureSCR> engine = MakeRef<TCaptureSCR>(cvplat::NativeCapturePlatform());
+      ASSERT_EQ(engine->Init(tree), S_OK);
+      EXPECT_EQ(engine->Start(TAvProps{}, &sink, &CaptureSink::Callback), CV_E_DEVICE_NOT_AVAILABLE);
+      EXPECT_EQ(engine->State(), eEngineOpen);
+      engine->Close();
+    }
+  }
+}
+
+}  // namespace

@@ -36,6 +36,8 @@ class LinuxSystem : public ISystemVersion {
 
 #if CV_DESKTOP_X11
 
+// Its calls come on the host's threads as well as the capture's: each keeps a server that went away from
+// ending the host through SIGPIPE.
 class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosition {
  public:
   X11Desktop() = default;
@@ -43,12 +45,14 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   X11Desktop& operator=(const X11Desktop&) = delete;
   ~X11Desktop() override {
     if (!display_) return;
+    QuietBrokenPipe quiet;
     shared_.Release(display_);
     CloseComponentDisplay(display_);
   }
 
   std::vector<MonitorInfo> List() override {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     return Monitors();
   }
 
@@ -56,6 +60,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   // root that no monitor shows (a desktop of monitors of different sizes) come out black too.
   HRESULT Shoot(const TRect& rect, uint8_t* pixels, int32_t pitch) {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     if (!Open()) return E_FAIL;
     const std::vector<MonitorInfo> monitors = Monitors();
     const HRESULT hr = shared_.Grab(display_, rect, pixels, pitch);
@@ -67,6 +72,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
   // its own frame tells how much of its window is invisible shadow.
   bool ExtendedFrameBounds(uint64_t window, TRect* rect) override {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     TRect r;
     if (!rect || !Placed(window, &r)) return false;
     const std::vector<unsigned long> shadow = Extents(window, gtkFrameExtents_);
@@ -77,11 +83,13 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
 
   bool WindowRect(uint64_t window, TRect* rect) override {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     return rect && Placed(window, rect);
   }
 
   uint64_t ForegroundWindow() override {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     if (!Open()) return 0;
     const std::vector<unsigned long> active =
         LongProperty(DefaultRootWindow(display_), netActiveWindow_, XA_WINDOW, 1);
@@ -90,6 +98,7 @@ class X11Desktop : public IMonitors, public IDesktopWindows, public IPointerPosi
 
   bool Position(int32_t* x, int32_t* y) override {
     std::lock_guard<std::mutex> hold(lock_);
+    QuietBrokenPipe quiet;
     if (!x || !y || !Open()) return false;
     Window rootReturn = None, child = None;
     int rootX = 0, rootY = 0, winX = 0, winY = 0;

@@ -84,6 +84,9 @@ std::wstring ProcessFileName(uint32_t processId) {
 }  // namespace
 
 std::vector<TopWindow> ListTopWindows() {
+  // Asked on a host's thread (the window list of the properties): a server that goes away while it is
+  // asked must not end the host through SIGPIPE.
+  QuietBrokenPipe quiet;
   std::vector<TopWindow> rows;
   Connection connection;
   Display* display = connection.Get();

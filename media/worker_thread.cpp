@@ -29,19 +29,22 @@ void TWorkerThread::Wake() const {
 }
 
 int TWorkerThread::Query(KHandle* thread) {
-  if (thread) *thread = nullptr;
   stateLock_.Enter();
-  int state = kNoThread;
-  if (threadHandle_) {
-    if (WaitForOne(threadHandle_, 0) == kWaitObject0) {
-      ReapLocked();
-    } else {
-      if (thread) *thread = threadHandle_;
-      state = IsRunning() ? kRunning : kStopping;
-    }
-  }
+  const int state = QueryLocked(thread);
   stateLock_.Leave();
   return state;
+}
+
+int TWorkerThread::QueryLocked(KHandle* thread) {
+  if (thread) *thread = nullptr;
+  if (!threadHandle_) return kNoThread;
+  if (WaitForOne(threadHandle_, 0) == kWaitObject0) {
+    // The handle a Stop waits on stays open until its wait is over; that Stop reaps it then.
+    if (joiners_ == 0) ReapLocked();
+    return kNoThread;
+  }
+  if (thread) *thread = threadHandle_;
+  return IsRunning() ? kRunning : kStopping;
 }
 
 HRESULT TWorkerThread::Stop(uint32_t waitMs) {
@@ -56,13 +59,20 @@ HRESULT TWorkerThread::Stop(uint32_t waitMs) {
   controlLock_.Enter();
   running_.store(false, std::memory_order_release);
   KHandle thread = nullptr;
-  HRESULT hr;
-  if (Query(&thread) == kNoThread) {
-    hr = S_FALSE;
-  } else {
+  stateLock_.Enter();
+  const bool alive = QueryLocked(&thread) != kNoThread;
+  // Another thread may ask meanwhile whether this one lives (a capture loop asks about its sound thread)
+  // and see it end: it must not close the handle that this waits on.
+  if (alive) ++joiners_;
+  stateLock_.Leave();
+  HRESULT hr = S_FALSE;
+  if (alive) {
     Wake();
     WaitForOne(thread, waitMs);
-    hr = Query() == kNoThread ? S_OK : CV_E_TIMEOUT;
+    stateLock_.Enter();
+    --joiners_;
+    hr = QueryLocked(nullptr) == kNoThread ? S_OK : CV_E_TIMEOUT;
+    stateLock_.Leave();
   }
   controlLock_.Leave();
   return hr;

@@ -35,11 +35,13 @@ class TWorkerThread {
 
  private:
   void ReapLocked();
+  int QueryLocked(cvplat::KHandle* thread);
 
   cvplat::CriticalSection controlLock_;  // serialises Start and Stop
   cvplat::CriticalSection stateLock_;    // guards the fields below
   cvplat::KHandle threadHandle_ = nullptr;
   uint32_t threadId_ = 0;
+  int joiners_ = 0;  // Stops waiting on threadHandle_ without the lock
   std::atomic<cvplat::KHandle> wakeEvent_{nullptr};  // auto-reset, made by Start
   std::atomic<bool> running_{false};
 };

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <string>
+#include <thread>
 
 #include "media/timed_wait.h"
 
@@ -48,6 +49,25 @@ TEST(WorkerThread, StartQueryStop) {
   EXPECT_TRUE(p.apartment.load());
   EXPECT_EQ(p.worker.Query(), TWorkerThread::kNoThread);
   EXPECT_EQ(p.worker.Stop(), S_FALSE);
+}
+
+// Another thread asks whether the worker lives while its owner stops it (a capture loop asking about its
+// sound thread while the host switches the sound device): the one that sees the end must not close the
+// handle that Stop is waiting on. The sanitizers' build catches the race; here the stops must all end.
+TEST(WorkerThread, QueriesDuringAStopLeaveItsWaitAlone) {
+  for (int round = 0; round < 50; ++round) {
+    Poller p;
+    ASSERT_EQ(p.worker.Start(&p, &Poller::Body), S_OK);
+    std::atomic<bool> asking{true};
+    std::thread asker([&] {
+      while (asking.load()) p.worker.Query();
+    });
+    EXPECT_EQ(p.worker.Stop(10'000), S_OK);
+    asking = false;
+    asker.join();
+    EXPECT_EQ(p.worker.Query(), TWorkerThread::kNoThread);
+    EXPECT_EQ(p.ended.load(), 1);
+  }
 }
 
 TEST(WorkerThread, StartOnARunningWrapperReplacesTheThread) {
